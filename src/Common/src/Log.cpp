@@ -1,0 +1,47 @@
+#include "Log.h"
+
+#include "ControllerLease.h"
+
+namespace VDIFrameworkCommon::log {
+
+namespace {
+
+void join(std::string& message, std::initializer_list<Piece> pieces) {
+    message.clear();
+    for (const Piece& piece : pieces) {
+        message.append(piece.text());
+    }
+}
+
+}  // namespace
+
+const std::string& neverDestroyed(const char* text) {
+    return *new std::string(text);
+}
+
+Source::Source(const char* loggerName, const char* path) : path_(&neverDestroyed(path)) {
+    if (const DPLLogger* const handle = DPLLogger_getLogger(loggerName)) {
+        if (const char* const name = DPLLogger_getName(handle)) {
+            name_ = &neverDestroyed(name);
+        }
+    }
+}
+
+void Source::write(DPLLogLevel level, int line, const std::string& function,
+                   std::initializer_list<Piece> message) const noexcept {
+    const ControllerLease lease;
+    if (lease.controller() == nullptr || name_ == nullptr) {
+        return;
+    }
+    try {
+        std::string own;
+        std::string* const kept = lease.buffer();
+        std::string& text = kept != nullptr ? *kept : own;
+        join(text, message);
+        lease.controller()->log(*name_, level, *path_, line, function, text);
+    } catch (...) {  // NOLINT(bugprone-empty-catch)
+        // A record that cannot be written is lost; the operation that it reports goes on.
+    }
+}
+
+}  // namespace VDIFrameworkCommon::log
