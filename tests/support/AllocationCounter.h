@@ -1,0 +1,5 @@
+#pragma once
+
+/// How many times the process has called `operator new` so far, in the library or elsewhere. A test program that links
+/// `vdi_allocation_counter` has its global `operator new` counted.
+long allocations();

@@ -1,0 +1,60 @@
+#include "support/FaultyCalls.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace faulty {
+
+Fault pread;
+Fault write;
+Fault close;
+
+}  // namespace faulty
+
+namespace {
+
+// Whether the fault is to happen now.
+bool isDue(faulty::Fault& fault) {
+    if (fault.times == 0) {
+        return false;
+    }
+    --fault.times;
+    return true;
+}
+
+ssize_t resultOf(const faulty::Fault& fault) {
+    if (fault.result < 0) {
+        errno = static_cast<int>(-fault.result);
+        return -1;
+    }
+    return fault.result;
+}
+
+}  // namespace
+
+extern "C" {
+
+ssize_t pread(int descriptor, void* data, size_t size, off_t offset) {
+    static const auto next = reinterpret_cast<decltype(&::pread)>(dlsym(RTLD_NEXT, "pread"));
+    return isDue(faulty::pread) ? resultOf(faulty::pread) : next(descriptor, data, size, offset);
+}
+
+ssize_t write(int descriptor, const void* data, size_t size) {
+    static const auto next = reinterpret_cast<decltype(&::write)>(dlsym(RTLD_NEXT, "write"));
+    if (!isDue(faulty::write)) {
+        return next(descriptor, data, size);
+    }
+    return faulty::write.result > 0 ? next(descriptor, data, std::min(size, static_cast<size_t>(faulty::write.result)))
+                                    : resultOf(faulty::write);
+}
+
+int close(int descriptor) {
+    static const auto next = reinterpret_cast<decltype(&::close)>(dlsym(RTLD_NEXT, "close"));
+    const int result = next(descriptor);
+    return isDue(faulty::close) ? static_cast<int>(resultOf(faulty::close)) : result;
+}
+
+}  // extern "C"
