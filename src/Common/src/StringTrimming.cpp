@@ -1,0 +1,118 @@
+#include <string_view>
+
+#include "VDIFrameworkCommon/StringUtils.h"
+
+namespace VDIFrameworkCommon {
+
+namespace {
+
+template <typename Char>
+using View = std::basic_string_view<Char>;
+
+constexpr bool isSpace(char c) {
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+constexpr bool isSpace(wchar_t c) {
+    return c == L' ' || (c >= L'\t' && c <= L'\r') || c == L'\u00A0';
+}
+
+// How many elements at the front are white space.
+template <typename Char>
+std::size_t leading(View<Char> s) {
+    std::size_t at = 0;
+    while (at != s.size() && isSpace(s[at])) {
+        ++at;
+    }
+    return at;
+}
+
+// The index after the last element that is not white space.
+template <typename Char>
+std::size_t keptSize(View<Char> s) {
+    std::size_t size = s.size();
+    while (size != 0 && isSpace(s[size - 1])) {
+        --size;
+    }
+    return size;
+}
+
+template <typename Char>
+void trimEnd(std::basic_string<Char>& s) {
+    // One element fewer than the text has is erased at most. That looks like a slip, yet callers rely on a blank text
+    // keeping its last element; erasing all would turn what they take for a filled field into an empty one.
+    s.erase(keptSize<Char>(s), s.size() - 1);
+}
+
+// What trimming the front and then the end comes to: nothing is left of a blank text.
+template <typename Char>
+void trimBoth(std::basic_string<Char>& s) {
+    s.resize(keptSize<Char>(s));
+    s.erase(0, leading<Char>(s));
+}
+
+template <typename Char>
+std::basic_string<Char> trimmed(View<Char> s) {
+    s = s.substr(0, keptSize(s));
+    return std::basic_string<Char>(s.substr(leading(s)));
+}
+
+}  // namespace
+
+bool isWhiteSpace(char c) {
+    return isSpace(c);
+}
+
+bool isWhiteSpace(wchar_t c) {
+    return isSpace(c);
+}
+
+void trimleft_safe(std::string& s) {
+    s.erase(0, leading<char>(s));
+}
+
+void trimleft_safe(std::wstring& s) {
+    s.erase(0, leading<wchar_t>(s));
+}
+
+void trimright_safe(std::string& s) {
+    trimEnd(s);
+}
+
+void trimright_safe(std::wstring& s) {
+    trimEnd(s);
+}
+
+void trim_safe(std::string& s) {
+    trimBoth(s);
+}
+
+void trim_safe(std::wstring& s) {
+    trimBoth(s);
+}
+
+std::string trimleft(const std::string& s) {
+    return s.substr(leading<char>(s));
+}
+
+std::wstring trimleft(const std::wstring& s) {
+    return s.substr(leading<wchar_t>(s));
+}
+
+std::string trimright(const std::string& s) {
+    return s.substr(0, keptSize<char>(s));
+}
+
+std::wstring trimright(const std::wstring& s) {
+    return s.substr(0, keptSize<wchar_t>(s));
+}
+
+std::string trim(const std::string& s) {
+    return trimmed<char>(s);
+}
+
+std::wstring trim(const std::wstring& s) {
+    return trimmed<wchar_t>(s);
+}
+
+}  // namespace VDIFrameworkCommon
