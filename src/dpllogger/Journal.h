@@ -1,0 +1,85 @@
+#pragma once
+
+#include <dpllogger/DPLLogger.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Environment.h"
+#include "FlushTimer.h"
+#include "LineBuffer.h"
+#include "Losses.h"
+#include "ProcessHooks.h"
+#include "RecordForm.h"
+#include "appenders/ConsoleAppender.h"
+#include "appenders/FileAppender.h"
+#include "appenders/SystemLogAppender.h"
+
+namespace DPL::dpllogger {
+
+/// The state behind a controller: which records pass, where they go and those that wait.
+///
+/// Thread-safe. The operations throw only when memory runs out.
+class Journal final : private ProcessHooks {
+public:
+    Journal();
+    ~Journal() override;
+    Journal(const Journal&) = delete;
+    Journal& operator=(const Journal&) = delete;
+
+    bool passes(int level) const noexcept { return level <= threshold_.load(std::memory_order_relaxed); }
+    bool isFileWritingAllowed() const noexcept { return fileWritingAllowed_.load(std::memory_order_relaxed); }
+
+    void setLocation(const std::string& location);
+    void setLevel(int level);
+    void setAppenderType(LogAppenderType type);
+    void setFileWritingAllowed(bool allowed);
+    void write(const Record& record);
+    void flush();
+
+private:
+    void holdForFork() override;
+    void goOnInParent() override;
+    void startAnewInChild() override;
+    void finish() override;
+
+    // All of these are called with the mutex held.
+    static void flushWhenDue(void* journal) noexcept;
+    void chooseDestinations();
+    void settle();
+    void route(const Record& record, std::string_view line);
+    void show(std::string_view lines);
+    void writeOut();
+    int reportLosses();
+    void showInsteadOfFile(int error);
+    void finish(std::unique_lock<std::mutex>& lock);
+
+    const Environment environment_;
+
+    std::atomic<int> threshold_;  // what `passes` compares with
+    std::atomic<bool> fileWritingAllowed_{true};
+
+    std::mutex mutex_;
+    int level_;
+    LogAppenderType type_;
+    // Follow from the type, the location and whether the location can be used; see chooseDestinations().
+    bool hasDestination_ = false;  // otherwise records wait for it
+    bool toFile_ = false;
+    bool toConsole_ = false;
+    bool toSystemLog_ = false;
+    bool fileIsUnusable_ = false;
+
+    RecordForm form_;
+    LineBuffer waiting_;  // for a destination, or for the file
+    Losses losses_;
+    FlushTimer timer_;
+    ConsoleAppender console_;
+    std::optional<SystemLogAppender> systemLog_;
+    std::optional<FileAppender> file_;
+};
+
+}  // namespace DPL::dpllogger

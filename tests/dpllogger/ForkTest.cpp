@@ -1,0 +1,168 @@
+#include <dpllogger/DPLLogger.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <thread>
+
+#include "dpllogger/LogReader.h"
+#include "support/Multiprocess.h"
+
+// The logging library starts a thread in the child of a process that has threads, which the thread sanitizer takes for
+// an error unless told otherwise.
+extern "C" const char* __tsan_default_options() {
+    return "die_after_fork=0";
+}
+
+namespace {
+
+using DPL::dpllogger::LogController;
+using testing::ElementsAre;
+using testing::UnorderedElementsAre;
+using namespace std::chrono_literals;
+
+// Runs `body` in a forked child that ends without exit handlers; true if it ended in order.
+bool inFork(const std::function<void()>& body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        body();
+        _exit(0);
+    }
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
+}
+
+TEST(LogFork, TheChildDoesNotRepeatItsParentsRecords) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    controller.init(folder / "a.log");
+    logreader::write(controller, DPL_INFO, "parent");
+    ASSERT_TRUE(inFork([&] {
+        logreader::write(controller, DPL_INFO, "child");
+        controller.flush();
+    }));
+    EXPECT_THAT(logreader::messagesOf(folder / "a.log"), ElementsAre("child"));
+    controller.flush();
+    EXPECT_THAT(logreader::messagesOf(folder / "a.log"), ElementsAre("child", "parent"));
+}
+
+TEST(LogFork, TheChildsRecordsCarryItsOwnIds) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    controller.init(folder / "a.log");
+    logreader::write(controller, DPL_ERROR, "parent");
+    ASSERT_TRUE(inFork([&] { logreader::write(controller, DPL_ERROR, std::to_string(getpid())); }));
+    const auto lines = logreader::readLog(folder / "a.log");
+    ASSERT_EQ(lines.size(), 2U);
+    EXPECT_EQ(std::to_string(lines[1].pid), lines[1].message);
+    EXPECT_EQ(lines[1].tid, lines[1].pid);
+    EXPECT_NE(lines[1].pid, lines[0].pid);
+}
+
+TEST(LogFork, TheChildsRecordsAreWrittenAfterASecondToo) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    controller.init(folder / "a.log");
+    logreader::write(controller, DPL_INFO, "parent");  // its thread runs when the process forks
+    ASSERT_TRUE(inFork([&] {
+        logreader::write(controller, DPL_INFO, "child");
+        const auto deadline = std::chrono::steady_clock::now() + 60s;
+        while (logreader::contents(folder / "a.log").find("child") == std::string::npos) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                _exit(1);
+            }
+            std::this_thread::sleep_for(5ms);
+        }
+    }));
+    controller.flush();
+    EXPECT_THAT(logreader::messagesOf(folder / "a.log"), UnorderedElementsAre("child", "parent"));
+}
+
+CHILD_MAIN(forksAndBothExit) {
+    auto* const controller = new LogController;
+    controller->init(arguments.at(0));
+    logreader::write(*controller, DPL_INFO, "parent");
+    const pid_t child = fork();
+    if (child == 0) {
+        logreader::write(*controller, DPL_INFO, "child");
+        std::exit(0);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    std::exit(status);
+}
+
+TEST(LogFork, BothWriteTheirRecordsAtExit) {
+    const logreader::TemporaryFolder folder;
+    multiprocess::Child child("forksAndBothExit", {folder / "a.log"});
+    ASSERT_EQ(child.join(), 0) << child.errors();
+    EXPECT_THAT(logreader::messagesOf(folder / "a.log"), ElementsAre("child", "parent"));
+}
+
+TEST(LogFork, RecordsThatWaitForInitStayTheParents) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    logreader::write(controller, DPL_INFO, "parent");
+    ASSERT_TRUE(inFork([&] {
+        controller.init(folder / "a.log");
+        logreader::write(controller, DPL_ERROR, "child");
+    }));
+    controller.init(folder / "a.log");
+    EXPECT_THAT(logreader::messagesOf(folder / "a.log"), ElementsAre("child", "parent"));
+}
+
+TEST(LogFork, WorksWhileOtherThreadsLog) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    controller.init(folder / "a.log");
+    std::atomic<bool> stop{false};
+    std::atomic<int> logged{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&] {
+            while (!stop) {
+                const int number = logged++;
+                logreader::write(controller, number % 3 == 0 ? DPL_ERROR : DPL_INFO, "parent");
+            }
+        });
+    }
+    constexpr int forks = 30;
+    for (int i = 0; i < forks; ++i) {
+        ASSERT_TRUE(inFork([&] {
+            logreader::write(controller, DPL_INFO, "child");
+            logreader::write(controller, DPL_ERROR, "child");
+        }));
+    }
+    stop = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    controller.flush();
+    const auto messages = logreader::messagesOf(folder / "a.log");
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), "child"), 2 * forks);
+    EXPECT_EQ(std::count(messages.begin(), messages.end(), "parent"), logged);
+}
+
+TEST(LogFork, NoDescriptorOfTheLogIsInheritedByAProgram) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    controller.init(folder / "a.log");
+    logreader::write(controller, DPL_ERROR, "open");
+    const std::string command = "! ls -l /proc/self/fd | grep -q " + folder.path().string();
+    EXPECT_EQ(std::system(command.c_str()), 0);
+    bool found = false;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        found = found || std::filesystem::read_symlink(entry.path(), error) == folder / "a.log";
+    }
+    EXPECT_TRUE(found) << "the test would have seen it";
+}
+
+}  // namespace
