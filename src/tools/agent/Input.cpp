@@ -1,0 +1,125 @@
+#include "Input.h"
+
+#include <VDIFrameworkCommon/Event.h>
+#include <VDIFrameworkCommon/TaskDispatcher.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+#include <string>
+
+#include "Commands.h"
+#include "Output.h"
+
+namespace agent {
+
+namespace {
+
+using VDIFrameworkCommon::Event;
+using VDIFrameworkCommon::TaskDispatcher;
+
+constexpr std::size_t longestLine = std::size_t{1} << 20U;
+
+// The message is carried out as work and its answer printed as a callback. The next line waits, so answers keep the
+// order.
+Request dispatch(const std::string& line) {
+    Event answered(true);
+    Answer result;
+    TaskDispatcher::getInstance()->enqueue(
+        [&line, &result, &answered] {
+            result = answer(line);
+            TaskDispatcher::getInstance()->enqueueCallbackTask(
+                [&result, &answered] {
+                    printLine(result.message);
+                    answered.set();
+                },
+                "answer");
+        },
+        "message");
+    answered.wait();
+    return result.request;
+}
+
+// Cuts the input into lines. One that is too long is answered with an error and left out.
+class Lines {
+public:
+    Request add(const char* bytes, std::size_t size) {
+        while (size != 0) {
+            const char* const end = std::find(bytes, bytes + size, '\n');
+            const auto part = static_cast<std::size_t>(end - bytes);
+            if (line_.size() + part > longestLine) {
+                tooLong_ = true;
+                line_.clear();
+            } else if (!tooLong_) {
+                line_.append(bytes, part);
+            }
+            if (end == bytes + size) {
+                break;
+            }
+            if (finish() == Request::Quit) {
+                return Request::Quit;
+            }
+            bytes = end + 1;
+            size -= part + 1;
+        }
+        return Request::GoOn;
+    }
+
+    // The input has ended, perhaps in the middle of a line.
+    Request end() { return line_.empty() && !tooLong_ ? Request::GoOn : finish(); }
+
+private:
+    Request finish() {
+        Request request = Request::GoOn;
+        if (tooLong_) {
+            printLine("error|malformed|line too long");
+        } else {
+            if (!line_.empty() && line_.back() == '\r') {
+                line_.pop_back();
+            }
+            request = dispatch(line_);
+        }
+        line_.clear();
+        tooLong_ = false;
+        return request;
+    }
+
+    std::string line_;
+    bool tooLong_ = false;
+};
+
+}  // namespace
+
+void answerInput(int stop) {
+    Lines lines;
+    pollfd sources[] = {{stop, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
+    for (;;) {
+        if (poll(sources, 2, -1) < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return;
+        }
+        if (sources[0].revents != 0) {
+            return;
+        }
+        if (sources[1].revents != 0) {
+            char buffer[4096];
+            const ssize_t size = read(STDIN_FILENO, buffer, sizeof buffer);
+            if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
+                continue;
+            }
+            const Request request = size > 0 ? lines.add(buffer, static_cast<std::size_t>(size)) : lines.end();
+            if (request == Request::Quit) {
+                return;
+            }
+            if (size <= 0) {
+                sources[1].fd = -1;
+            }
+        }
+    }
+}
+
+}  // namespace agent

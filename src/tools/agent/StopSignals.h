@@ -1,0 +1,31 @@
+#pragma once
+
+#include <csignal>
+#include <thread>
+
+namespace agent {
+
+/// Turns SIGTERM and SIGINT into a readable descriptor.
+///
+/// Made before any other thread, so that every thread has the signals blocked and a thread of its own takes them. A
+/// second signal ends the process at once.
+class StopSignals {
+public:
+    StopSignals();
+    ~StopSignals();
+    StopSignals(const StopSignals&) = delete;
+    StopSignals& operator=(const StopSignals&) = delete;
+
+    /// Readable once a signal has come.
+    int descriptor() const { return readEnd_; }
+
+private:
+    void run();
+
+    sigset_t signals_{};
+    int readEnd_ = -1;
+    int writeEnd_ = -1;
+    std::thread thread_;
+};
+
+}  // namespace agent
