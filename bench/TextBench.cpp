@@ -1,0 +1,352 @@
+#include <VDIFrameworkCommon/MessageUtils.h>
+#include <VDIFrameworkCommon/StringUtils.h>
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#ifdef VDI_BENCH_ABSL
+#include <absl/strings/ascii.h>
+#include <absl/strings/match.h>
+#include <absl/strings/str_replace.h>
+#include <absl/strings/str_split.h>
+#endif
+#ifdef VDI_BENCH_BOOST
+#include <boost/algorithm/string.hpp>
+#endif
+#ifdef VDI_BENCH_POCO
+#include <Poco/String.h>
+#include <Poco/StringTokenizer.h>
+#endif
+#ifdef VDI_BENCH_QT
+#include <QString>
+#include <QStringList>
+#endif
+
+/// Functions of text beside the least that they must do ("floor"), the mechanism that defines their results ("plain")
+/// and what other libraries offer.
+
+namespace {
+
+using namespace VDIFrameworkCommon;
+
+const std::string list12 = "alpha,beta;gamma,delta;epsilon,zeta;eta,theta;iota,kappa;lambda,mu";
+const std::wstring wideList12(list12.begin(), list12.end());
+const std::string list1000 = [] {
+    std::string list;
+    for (int i = 0; i != 1000; ++i) {
+        list += "item" + std::to_string(i) + ",";
+    }
+    return list;
+}();
+const std::string sentence =
+    "The quick brown fox jumps over the lazy dog, and the dog then chases the fox over the hills to the sea.";
+const std::string padded = "  \t  a text of ordinary length \r\n ";
+const std::string mixed40 = "The Quick Brown Fox Jumps Over Lazy Dogs";
+const std::string other40 = "tHE qUICK bROWN fOX jUMPS oVER lAZY dOGS";
+const std::string blanks = "a text with a few blanks\tin it,\nand a line end\r\n";
+const std::string message8 = "alice|7|true|4294967295|a longer field of text|false|0|end";
+
+template <typename Operation>
+void row(const std::string& name, Operation operation) {
+    benchmark::RegisterBenchmark(name.c_str(), [operation](benchmark::State& state) {
+        for (auto _ : state) {
+            benchmark::DoNotOptimize(operation());
+        }
+    });
+}
+
+template <typename Text>
+void plainReplaceAll(Text& s, const Text& from, const Text& to) {
+    for (std::size_t pos = 0; (pos = s.find(from, pos)) != Text::npos; pos += to.size()) {
+        s.erase(pos, from.size());
+        s.insert(pos, to);
+    }
+}
+
+std::string plainLower(std::string text) {
+    for (char& c : text) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return text;
+}
+
+template <typename Text>
+std::vector<Text> plainSplit(const Text& s, const Text& delimiters) {
+    std::vector<Text> tokens;
+    for (std::size_t end = 0, start = 0; (start = s.find_first_not_of(delimiters, end)) != Text::npos;) {
+        end = s.find_first_of(delimiters, start);
+        tokens.push_back(s.substr(start, end - start));
+    }
+    return tokens;
+}
+
+// The tokens of a list with one or two delimiters, with nothing else done.
+template <typename Text>
+std::vector<Text> bareSplit(const Text& s, typename Text::value_type one, typename Text::value_type other) {
+    std::vector<Text> tokens;
+    const auto* start = s.data();
+    const auto* const end = start + s.size();
+    for (const auto* at = start; at != end; ++at) {
+        if (*at == one || *at == other) {
+            if (at != start) {
+                tokens.emplace_back(start, at);
+            }
+            start = at + 1;
+        }
+    }
+    if (start != end) {
+        tokens.emplace_back(start, end);
+    }
+    return tokens;
+}
+
+template <typename Text>
+std::vector<Text> ourSplit(const Text& s, const Text& delimiters) {
+    std::vector<Text> tokens;
+    split(s, tokens, delimiters);
+    return tokens;
+}
+
+void splitting() {
+    row("split 12/floor", [] { return bareSplit<std::string>(list12, ',', ';'); });
+    row("split 12/ours", [d = std::string(",;")] { return ourSplit(list12, d); });
+    row("split 12/plain", [d = std::string(",;")] { return plainSplit(list12, d); });
+    row("split 12 wide/floor", [] { return bareSplit<std::wstring>(wideList12, L',', L';'); });
+    row("split 12 wide/ours", [d = std::wstring(L",;")] { return ourSplit(wideList12, d); });
+    row("split 12 wide/plain", [d = std::wstring(L",;")] { return plainSplit(wideList12, d); });
+    row("split 1000/floor", [] { return bareSplit<std::string>(list1000, ',', ','); });
+    row("split 1000/ours", [d = std::string(",")] { return ourSplit(list1000, d); });
+    row("split 1000/plain", [d = std::string(",")] { return plainSplit(list1000, d); });
+#ifdef VDI_BENCH_ABSL
+    row("split 12/absl",
+        [] { return std::vector<std::string>(absl::StrSplit(list12, absl::ByAnyChar(",;"), absl::SkipEmpty())); });
+    row("split 1000/absl", [] { return std::vector<std::string>(absl::StrSplit(list1000, ',', absl::SkipEmpty())); });
+#endif
+#ifdef VDI_BENCH_BOOST
+    row("split 12/boost", [] {
+        std::vector<std::string> tokens;
+        boost::split(tokens, list12, boost::is_any_of(",;"), boost::token_compress_on);
+        return tokens;
+    });
+    row("split 12 wide/boost", [] {
+        std::vector<std::wstring> tokens;
+        boost::split(tokens, wideList12, boost::is_any_of(L",;"), boost::token_compress_on);
+        return tokens;
+    });
+    row("split 1000/boost", [] {
+        std::vector<std::string> tokens;
+        boost::split(tokens, list1000, boost::is_any_of(","), boost::token_compress_on);
+        return tokens;
+    });
+#endif
+#ifdef VDI_BENCH_POCO
+    row("split 12/poco",
+        [] { return Poco::StringTokenizer(list12, ",;", Poco::StringTokenizer::TOK_IGNORE_EMPTY).count(); });
+    row("split 1000/poco",
+        [] { return Poco::StringTokenizer(list1000, ",", Poco::StringTokenizer::TOK_IGNORE_EMPTY).count(); });
+#endif
+}
+
+void replacing() {
+    row("replaceAll 6/ours", [] {
+        std::string s = sentence;
+        replaceAll(s, "the", "a");
+        return s;
+    });
+    row("replaceAll 6/plain", [from = std::string("the"), to = std::string("a")] {
+        std::string s = sentence;
+        plainReplaceAll(s, from, to);
+        return s;
+    });
+    row("replaceAll growing 1000/ours", [] {
+        std::string s = list1000;
+        replaceAll(s, ",", " and ");
+        return s;
+    });
+    row("replaceAll growing 1000/plain", [from = std::string(","), to = std::string(" and ")] {
+        std::string s = list1000;
+        plainReplaceAll(s, from, to);
+        return s;
+    });
+    row("replaceAll character/floor", [] {
+        std::string s = sentence;
+        std::replace(s.begin(), s.end(), ' ', '_');
+        return s;
+    });
+    row("replaceAll character/ours", [] {
+        std::string s = sentence;
+        replaceAll(s, ' ', '_');
+        return s;
+    });
+#ifdef VDI_BENCH_ABSL
+    row("replaceAll 6/absl", [] { return absl::StrReplaceAll(sentence, {{"the", "a"}}); });
+    row("replaceAll growing 1000/absl", [] { return absl::StrReplaceAll(list1000, {{",", " and "}}); });
+#endif
+#ifdef VDI_BENCH_BOOST
+    row("replaceAll 6/boost", [] {
+        std::string s = sentence;
+        boost::replace_all(s, "the", "a");
+        return s;
+    });
+    row("replaceAll growing 1000/boost", [] {
+        std::string s = list1000;
+        boost::replace_all(s, ",", " and ");
+        return s;
+    });
+#endif
+#ifdef VDI_BENCH_POCO
+    row("replaceAll 6/poco", [] { return Poco::replace(sentence, "the", "a"); });
+    row("replaceAll growing 1000/poco", [] { return Poco::replace(list1000, ",", " and "); });
+    row("replaceAll character/poco", [] { return Poco::translate(sentence, " ", "_"); });
+#endif
+#ifdef VDI_BENCH_QT
+    row("replaceAll character/qt", [q = QString::fromStdString(sentence)] { return QString(q).replace(' ', '_'); });
+#endif
+}
+
+void trimming() {
+    row("trim/floor", [] {
+        const std::size_t first = padded.find_first_not_of(" \t\n\v\f\r");
+        return padded.substr(first, padded.find_last_not_of(" \t\n\v\f\r") + 1 - first);
+    });
+    row("trim/ours", [] { return trim(padded); });
+    row("trim/plain", [] { return trimleft(trimright(padded)); });
+    row("trim_safe/ours", [] {
+        std::string s = padded;
+        trim_safe(s);
+        return s;
+    });
+    row("clearBlanks/floor", [] {
+        std::string s = blanks;
+        s.erase(std::remove_if(s.begin(), s.end(), [](char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }),
+                s.end());
+        return s;
+    });
+    row("clearBlanks/ours", [] {
+        std::string s = blanks;
+        clearBlanks(s);
+        return s;
+    });
+    row("clearBlanks/plain", [] {
+        std::string s = blanks;
+        for (auto at = s.begin(); at != s.end();) {
+            at = std::isspace(static_cast<unsigned char>(*at)) != 0 ? s.erase(at) : at + 1;
+        }
+        return s;
+    });
+#ifdef VDI_BENCH_ABSL
+    row("trim/absl", [] { return std::string(absl::StripAsciiWhitespace(padded)); });
+    row("trim_safe/absl", [] {
+        std::string s = padded;
+        absl::StripAsciiWhitespace(&s);
+        return s;
+    });
+#endif
+#ifdef VDI_BENCH_BOOST
+    row("trim/boost", [] { return boost::trim_copy(padded); });
+#endif
+#ifdef VDI_BENCH_POCO
+    row("trim/poco", [] { return Poco::trim(padded); });
+    row("trim_safe/poco", [] {
+        std::string s = padded;
+        Poco::trimInPlace(s);
+        return s;
+    });
+    row("clearBlanks/poco", [] {
+        std::string s = blanks;
+        for (const char c : std::string_view(" \t\n\v\f\r")) {
+            Poco::removeInPlace(s, c);
+        }
+        return s;
+    });
+#endif
+}
+
+void comparing() {
+    row("caseInsensitiveStringEquals/floor (copies alone)", [] {
+        std::string a = mixed40;
+        std::string b = other40;
+        benchmark::DoNotOptimize(a.data());
+        benchmark::DoNotOptimize(b.data());
+        return a.size() == b.size();
+    });
+    row("caseInsensitiveStringEquals/ours", [] { return caseInsensitiveStringEquals(mixed40, other40); });
+    row("caseInsensitiveStringEquals/plain", [] { return plainLower(mixed40) == plainLower(other40); });
+    row("caseInsensitiveFind/ours", [n = std::string("THE SEA")] { return caseInsensitiveFind(sentence, n); });
+    row("caseInsensitiveRFind/ours", [n = std::string("THE QUICK")] { return caseInsensitiveRFind(sentence, n); });
+    row("caseInsensitiveFind/plain", [n = std::string("THE SEA")] { return plainLower(sentence).find(plainLower(n)); });
+    row("caseInsensitiveFind/strcasestr",
+        [n = std::string("THE SEA")] { return strcasestr(sentence.c_str(), n.c_str()); });
+    row("startsWith+endsWith/ours", [p = std::string("The quick"), e = std::string("the sea.")] {
+        return startsWith(sentence, p) && endsWith(sentence, e);
+    });
+#ifdef VDI_BENCH_ABSL
+    row("caseInsensitiveStringEquals/absl (no copies)", [] { return absl::EqualsIgnoreCase(mixed40, other40); });
+    row("startsWith+endsWith/absl", [p = std::string("The quick"), e = std::string("the sea.")] {
+        return absl::StartsWith(sentence, p) && absl::EndsWith(sentence, e);
+    });
+#endif
+#ifdef VDI_BENCH_BOOST
+    row("caseInsensitiveStringEquals/boost (no copies)", [] { return boost::iequals(mixed40, other40); });
+    row("caseInsensitiveFind/boost", [n = std::string("THE SEA")] { return boost::ifind_first(sentence, n).begin(); });
+#endif
+#ifdef VDI_BENCH_POCO
+    row("caseInsensitiveStringEquals/poco (no copies)", [] { return Poco::icompare(mixed40, other40); });
+    row("caseInsensitiveFind/poco", [n = std::string("THE SEA")] { return Poco::isubstr(sentence, n); });
+#endif
+}
+
+void messages() {
+    row("message build 8/floor", [] {
+        std::string message;
+        for (const char* field : {"alice", "7", "true", "4294967295", "a longer field of text", "false", "0", "end"}) {
+            if (!message.empty()) {
+                message += '|';
+            }
+            message += std::string(field);
+        }
+        return message;
+    });
+    row("message build 8/ours", [] {
+        MessageBuilder builder;
+        builder.append("alice");
+        builder.append(7U);
+        builder.append(true);
+        builder.append(4294967295U);
+        builder.append("a longer field of text");
+        builder.append(false);
+        builder.append(nullptr);
+        builder.append("end");
+        return builder.msg();
+    });
+    row("message parse 8/floor", [] { return bareSplit<std::string>(message8, '|', '|'); });
+    row("message parse 8/ours", [parser = MessageParser(message8)] { return parser.parseMsg(); });
+    row("message parse 8/plain", [d = std::string("|")] { return plainSplit(message8, d); });
+#ifdef VDI_BENCH_ABSL
+    row("message parse 8/absl",
+        [] { return std::vector<std::string>(absl::StrSplit(message8, '|', absl::SkipEmpty())); });
+#endif
+#ifdef VDI_BENCH_POCO
+    row("message parse 8/poco",
+        [] { return Poco::StringTokenizer(message8, "|", Poco::StringTokenizer::TOK_IGNORE_EMPTY).count(); });
+#endif
+#ifdef VDI_BENCH_QT
+    row("message parse 8/qt", [q = QString::fromStdString(message8)] { return q.split('|', Qt::SkipEmptyParts); });
+#endif
+}
+
+const bool registered = [] {
+    splitting();
+    replacing();
+    trimming();
+    comparing();
+    messages();
+    return true;
+}();
+
+}  // namespace
