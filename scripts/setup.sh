@@ -1,0 +1,28 @@
+#!/bin/bash
+# Installs what building, testing and showing the project needs on Debian 12. Does nothing when it is all there.
+#
+#   scripts/setup.sh run    what the programs need
+#   scripts/setup.sh test   what the tests and checks need as well
+set -euo pipefail
+
+packages=(cmake ninja-build g++ pkg-config libcli11-dev libspdlog-dev libfmt-dev libglib2.0-dev)
+if [ "${1:-run}" = test ]; then
+    packages+=(git googletest locales clang-14 clang-format-14 clang-tidy-14 libc++-14-dev libc++abi-14-dev libclang-rt-14-dev)
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+    if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]; then
+        missing+=("$package")
+    fi
+done
+if [ ${#missing[@]} -eq 0 ]; then
+    exit 0
+fi
+echo "installing: ${missing[*]}"
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    as_root=(sudo)
+fi
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

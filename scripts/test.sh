@@ -1,0 +1,67 @@
+#!/bin/bash
+# Installs what is missing, builds in every way that is supported, and runs the checks and the tests. Prints a line for each
+# stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
+#
+#   scripts/test.sh            format, dev and asan
+#   scripts/test.sh STAGE…     some of: format dev asan, and clang-libcxx tsan tidy exits, which take longer
+set -uo pipefail
+cd "$(dirname "$0")/.."
+
+if [ "${1:-}" = --help ] || [ "${1:-}" = -h ]; then
+    sed -n '2,6s/^# \{0,1\}//p' scripts/test.sh
+    exit 0
+fi
+scripts/setup.sh test || exit 1
+
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+jobs=$(nproc)
+
+sources() { git ls-files -co --exclude-standard -- '*.cpp' '*.h'; }
+
+format() { scripts/check-names.sh && sources | xargs clang-format-14 --dry-run -Werror; }
+
+build() { cmake --preset "$1" && cmake --build --preset "$1" -j "$jobs"; }
+
+# Under a preset that is built: the tests, several at a time.
+# A thousand exits in the middle of everything are a stage of their own: one in some dozens still hangs.
+tests() { build "$1" && ctest --preset "$1" -j $((jobs * 2)) -E '^BusyExit'; }
+
+exits() { build dev && ctest --preset dev -R '^BusyExit'; }
+
+tidy() {
+    cmake --preset tidy && sources | grep '^src/.*\.cpp$' | xargs -P "$jobs" -n 4 clang-tidy-14 --quiet -p build/tidy
+}
+
+run_stage() {
+    case $1 in
+        format) format ;;
+        tidy) tidy ;;
+        exits) exits ;;
+        dev | clang-libcxx | asan | tsan) tests "$1" ;;
+        *)
+            echo "no such stage: $1"
+            return 2
+            ;;
+    esac
+}
+
+stages=("$@")
+if [ ${#stages[@]} -eq 0 ]; then
+    stages=(format dev asan)
+fi
+closing=
+for stage in "${stages[@]}"; do
+    start=$SECONDS
+    if ! run_stage "$stage" >"$log" 2>&1; then
+        cat "$log"
+        echo "FAILED: $stage, after $((SECONDS - start)) s"
+        exit 1
+    fi
+    result=$(grep -E '^[0-9]+% tests passed' "$log" | tail -n 1)
+    echo "passed: $stage, $((SECONDS - start)) s${result:+: $result}"
+    if [ -n "$result" ]; then
+        closing=$(grep -A 40 -E '^[0-9]+% tests passed' "$log")
+    fi
+done
+printf '\n%s\n' "$closing"
