@@ -56,7 +56,8 @@ CHILD_MAIN(endsWhileBusy) {
     for (auto& slot : slots) {
         TimerHelper::scheduleTimer(slot, &callback, 1, true);
     }
-    static const std::function<void()> again = [] { pool.enqueue(pooltasks::make(again, "again"), false, false); };
+    static const std::function<void()>& again =
+        *new std::function<void()>([] { pool.enqueue(pooltasks::make(again, "again"), false, false); });
     again();
     keepBusy();
     waitUntil([] { return callback.calls != 0; });

@@ -183,6 +183,7 @@ TEST_P(EitherOperation, ShowsTheFunctionsNameWhileItRuns) {
     std::vector<std::string> shown;
     Blocker looked;
     looked.open();
+    int enqueued = 0;
     for (const char* name : {"", "123456789012345", "1234567890123456"}) {
         enqueue(
             [&] {
@@ -190,7 +191,7 @@ TEST_P(EitherOperation, ShowsTheFunctionsNameWhileItRuns) {
                 looked.function()();
             },
             name);
-        looked.waitForEnded(static_cast<int>(shown.size() + 1));
+        looked.waitForEnded(++enqueued);
     }
     EXPECT_EQ(shown, (std::vector<std::string>{"PoolThread", "123456789012345", "12345678901234"}));
     threads::waitForNamed("TaskDispatcher", 1);
