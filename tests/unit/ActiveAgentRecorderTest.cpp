@@ -212,6 +212,7 @@ TEST(ActiveAgentRecorder, MarkingBesideAnotherRunnerWaitsOneSecond) {
 }
 
 TEST(ActiveAgentRecorder, DestructionGivesTheStorageBack) {
+    ActiveVirtualChannelAgentRecorder().setActiveVirtualChannelAgentPid(1);  // opens what is opened only once
     const auto before = limits::openDescriptors();
     {
         ActiveVirtualChannelAgentRecorder recorder;

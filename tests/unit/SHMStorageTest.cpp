@@ -191,6 +191,7 @@ TEST(SHMStorageMacosx, NamesAreFormedWhenTheyAreNeeded) {
 }
 
 TEST(SHMStorageMacosx, DestructionGivesBackAllButTheGuard) {
+    makeStorage()->init();  // opens what is opened only once
     const std::set<int> before = limits::openDescriptors();
     {
         const auto storage = makeStorage();
