@@ -148,26 +148,4 @@ TEST(AutoResetEvent, EverySignalReachesAWaiterAcrossThreads) {
     other.join();
 }
 
-TEST(Event, AWakeUpThatFindsNoSignalWaitsTheWholeTimeAgain) {
-    // The event is set and cleared over and over: its waiters wake and mostly find it cleared. As long as that goes on
-    // for longer than one waiting time, no wait may end before a whole time without a wake-up has passed.
-    Event event(false);
-    std::atomic<bool> stop{false};
-    std::thread flicker([&] {
-        while (!stop) {
-            event.set();
-            event.reset();
-        }
-    });
-    std::thread waiter([&] {
-        const auto start = steady_clock::now();
-        if (!event.timedWait(50)) {
-            EXPECT_GE(steady_clock::now() - start, 50ms);
-        }
-    });
-    waiter.join();
-    stop = true;
-    flicker.join();
-}
-
 }  // namespace
