@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/Background.h"
+#include "support/Gate.h"
 
 namespace {
 
@@ -148,6 +149,35 @@ TEST(ReentrantRWLock, UpgradeWaitsForTheOtherReader) {
     EXPECT_FALSE(upgrading.ended());
     lock.readUnlock();
     upgrading.join();
+    expectFree(lock);
+}
+
+TEST(ReentrantRWLock, WriterWaitsForEveryReader) {
+    ReentrantRWLock lock;
+    lock.readLock();
+    Gate second;
+    Gate third;
+    std::atomic<int> reading{0};
+    const auto readUntil = [&](Gate& gate) {
+        lock.readLock();
+        ++reading;
+        gate.wait();
+        lock.readUnlock();
+    };
+    Background secondReader([&] { readUntil(second); });
+    Background thirdReader([&] { readUntil(third); });
+    waitUntil([&] { return reading == 2; });
+    Other writing(lock, Other::write);
+    waitForWriters(lock, 1);
+    EXPECT_EQ(lock.readUnlock(), 0) << "two readers are left";
+    second.open();
+    secondReader.join();
+    writing.waitUntilAsleep();
+    waitForWriters(lock, 1);
+    EXPECT_FALSE(writing.ended()) << "one reader is left";
+    third.open();
+    writing.join();
+    thirdReader.join();
     expectFree(lock);
 }
 
