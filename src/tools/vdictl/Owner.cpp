@@ -1,0 +1,87 @@
+#include "Owner.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <map>
+#include <system_error>
+
+#include "Report.h"
+
+namespace vdictl {
+
+namespace {
+
+using VDIFrameworkCommon::VDIClientInfo;
+using VDIFrameworkCommon::VDIClientType;
+
+std::optional<uid_t> userCalled(const std::string& name) {
+    std::array<char, 4096> buffer{};
+    passwd entry{};
+    passwd* found = nullptr;
+    getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
+    return found == nullptr ? std::nullopt : std::optional(found->pw_uid);
+}
+
+// A number, or a name that the user database has.
+std::optional<uid_t> parseUser(const std::string& text) {
+    uid_t user = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, user);
+    const bool isNumber = error == std::errc() && stop == end && user != static_cast<uid_t>(-1);
+    return isNumber ? std::optional(user) : userCalled(text);
+}
+
+}  // namespace
+
+uid_t Owner::userOrSelf() const {
+    return user.value_or(geteuid());
+}
+
+std::string Owner::prefix() const {
+    std::string result = std::to_string(userOrSelf());
+    result += clientPrefix(client.value_or(VDIClientType::Unknown));
+    return result;
+}
+
+std::string_view clientPrefix(VDIClientType::VDIClientTypeEnum client) {
+    switch (client) {
+        case VDIClientType::OrvexCrews:
+            return "CRVDI_";
+        case VDIClientType::OrvexHuddles:
+            return "HDVDI_";
+        default:
+            return "DEFVDI_";
+    }
+}
+
+void addOwnerOptions(CLI::App& command, Owner& owner) {
+    const std::map<std::string, VDIClientType::VDIClientTypeEnum> clients{{"unknown", VDIClientType::Unknown},
+                                                                          {"parlet", VDIClientType::Parlet},
+                                                                          {"crews", VDIClientType::OrvexCrews},
+                                                                          {"huddles", VDIClientType::OrvexHuddles}};
+    command.add_option("-c,--client", owner.client, "Client product: parlet, crews, huddles or unknown")
+        ->transform(CLI::CheckedTransformer(clients, CLI::ignore_case).description(""))
+        ->type_name("PRODUCT");
+    command
+        .add_option_function<std::string>(
+            "-u,--user", [&owner](const std::string& text) { owner.user = parseUser(text); },
+            "User whose objects these are, by number or name; by default your own")
+        ->check([](const std::string& text) {
+            return parseUser(text) ? std::string() : "'" + text + "' is no user's number or name";
+        })
+        ->type_name("USER");
+}
+
+void actFor(const Owner& owner) {
+    VDIClientInfo::getInstance()->setClientType(owner.client.value_or(VDIClientType::Unknown));
+    if (owner.user && *owner.user != geteuid() && seteuid(*owner.user) != 0) {
+        throw Failure("user " + std::to_string(*owner.user), "seteuid", errno, "run as this user or as root");
+    }
+}
+
+}  // namespace vdictl
