@@ -12,6 +12,7 @@
 #include <string>
 #include <thread>
 
+#include "support/Background.h"
 #include "support/Multiprocess.h"
 #include "support/RecordingLogger.h"
 #include "support/Sanitizers.h"
@@ -148,6 +149,80 @@ TEST(Exit, ThreadsThatOutliveMainMayLogToTheVeryEnd) {
         Child child("exitsWhileThreadsLog", {}, {{"ASAN_OPTIONS", "detect_leaks=0"}});
         ASSERT_EQ(child.join(), 0) << child.errors();
     }
+}
+
+// A thread of the program that is caught in the middle of a record and never comes back.
+void blockInARecord() {
+    static std::atomic<bool> inside{false};
+    recording::setObserver([](const recording::Record& /*record*/) {
+        recording::setObserver(nullptr);
+        inside = true;
+        waitUntil([] { return false; });
+    });
+    std::thread([] { VDIRunnerCounter().addRunner(0); }).detach();
+    waitUntil([] { return inside.load(); });
+}
+
+CHILD_MAIN(exitsWhileAThreadIsStuckInARecord) {
+    blockInARecord();
+    recording::atUnload([] { step("controllers: " + std::to_string(recording::liveControllers())); });
+}
+
+TEST(Exit, AThreadThatIsStuckInARecordKeepsTheControllerAndNotTheProcess) {
+    Child child("exitsWhileAThreadIsStuckInARecord", {}, {{"ASAN_OPTIONS", "detect_leaks=0"}});
+    child.waitFor("controllers: 1");
+    EXPECT_EQ(child.join(), 0);
+}
+
+CHILD_MAIN(exitsWithinARecord) {
+    recording::setObserver([](const recording::Record& /*record*/) {
+        recording::setObserver(nullptr);
+        std::exit(3);
+    });
+    VDIRunnerCounter().addRunner(0);
+}
+
+TEST(Exit, MayBeginWithinARecord) {
+    Child child("exitsWithinARecord", {}, {{"ASAN_OPTIONS", "detect_leaks=0"}});
+    EXPECT_EQ(child.join(), 3) << child.errors();
+}
+
+CHILD_MAIN(forksWhileAThreadIsStuckInARecord) {
+    blockInARecord();
+    const pid_t pid = fork();
+    if (pid == 0) {
+        recording::atUnload([] { step("controllers: " + std::to_string(recording::liveControllers())); });
+        std::exit(7);
+    }
+    int status = -1;
+    waitpid(pid, &status, 0);
+    step("child: " + std::to_string(WEXITSTATUS(status)));
+}
+
+TEST(Exit, AForkedChildDoesNotWaitForTheRecordsOfItsParentsThreads) {
+    Child child("forksWhileAThreadIsStuckInARecord", {}, {{"ASAN_OPTIONS", "detect_leaks=0"}});
+    child.waitFor("controllers: 0");
+    child.waitFor("child: 7");
+    child.waitFor("controllers: 1");
+    EXPECT_EQ(child.join(), 0);
+}
+
+struct LoggingThreadLocal {
+    LoggingThreadLocal() = default;
+    LoggingThreadLocal(const LoggingThreadLocal&) = delete;
+    LoggingThreadLocal& operator=(const LoggingThreadLocal&) = delete;
+    ~LoggingThreadLocal() { VDIRunnerCounter().addRunner(0); }
+};
+
+TEST(Exit, ThreadLocalDestructorsOfTheProgramStillLog) {
+    std::thread([] {
+        // Made before the thread's first record, so destroyed after all that the library keeps for the thread.
+        static thread_local const LoggingThreadLocal last;
+        static_cast<void>(&last);
+        VDIRunnerCounter().addRunner(1);
+        recording::takeRecords();
+    }).join();
+    EXPECT_TRUE(hasRecord("Invalid pid: 0"));
 }
 
 CHILD_MAIN(forksAndLogs) {

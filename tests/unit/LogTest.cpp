@@ -22,8 +22,11 @@ using testing::UnorderedElementsAre;
 using VDIFrameworkCommon::SHMStorageMacosx;
 using VDIFrameworkCommon::VDIRunnerCounter;
 
-TEST(Log, AsksForItsHandlesAtLoadAndForNoneLater) {
+TEST(Log, AsksForAHandleForEachSourceFileThatLogsAtLoadAndForNoneLater) {
     const auto atStart = recording::requestedLoggers();
+    EXPECT_THAT(atStart, UnorderedElementsAre("ActiveAgentRecorder", "VDIRunnerCounter", "SHMStorageBase", "SHMStorage",
+                                              "SharedMemory", "SharedMemory", "MessageUtils", "VDIFrameworkCommon",
+                                              "VDIFrameworkCommon", "VDIFrameworkCommon"));
     VDIRunnerCounter().addRunner(1);
     std::thread([] { VDIRunnerCounter().addRunner(2); }).join();
     EXPECT_EQ(recording::requestedLoggers(), atStart);
