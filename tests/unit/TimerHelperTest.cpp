@@ -159,4 +159,27 @@ TEST(TimerHelper, ACallbackMayScheduleAnotherTimer) {
     TimerHelper::invalidateTimer(secondSlot);
 }
 
+TEST(TimerHelper, WhileAnInvalidationWaitsNoOtherSlotCanBeUsed) {
+    Gate begun;
+    Gate gate;
+    CountingCallback blocking([&](TimerHelper* /*timer*/) {
+        begun.open();
+        gate.wait();
+    });
+    CountingCallback idle;
+    TimerHelper* slot = nullptr;
+    TimerHelper* other = nullptr;
+    TimerHelper::scheduleTimer(slot, &blocking, 1, false);
+    begun.wait();
+    Background invalidating([&] { TimerHelper::invalidateTimer(slot); });
+    invalidating.waitUntilAsleep();
+    Background scheduling([&] { TimerHelper::scheduleTimer(other, &idle, anHourMs, false); });
+    scheduling.waitUntilAsleep();
+    EXPECT_FALSE(invalidating.ended() || scheduling.ended());
+    gate.open();
+    invalidating.join();
+    scheduling.join();
+    TimerHelper::invalidateTimer(other);
+}
+
 }  // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -106,6 +107,28 @@ TEST(TimerStress, OneTimerMayBeKilledByManyThreads) {
         first.join();
         second.join();
     }
+}
+
+TEST(TimerStress, OneSlotMayBeUsedByManyThreads) {
+    static TimerHelper* slot = nullptr;
+    static Owner owner;  // its callbacks come from the one dispatch thread
+    inParallel([](unsigned seed) {
+        unsigned random = seed;
+        for (int i = 0; i < rounds; ++i) {
+            if (i % 3 == 0) {
+                TimerHelper::invalidateTimer(slot);
+            } else {
+                ASSERT_EQ(TimerHelper::scheduleTimer(slot, &owner, 1, i % 2 == 0), 0);
+            }
+            linger(random);
+        }
+    });
+    TimerHelper::invalidateTimer(slot);
+    EXPECT_EQ(slot, nullptr);
+    const long calls = owner.plain;
+    std::this_thread::yield();
+    EXPECT_EQ(owner.plain, calls);
+    EXPECT_GT(calls, 0);
 }
 
 }  // namespace

@@ -224,6 +224,32 @@ TEST(Timer, KillWaitsForARunningCallback) {
     EXPECT_EQ(timer.expiries(), 1);
 }
 
+TEST(Timer, WhileAKillWaitsNoOtherTimerCanBeSetOrKilled) {
+    Gate begun;
+    Gate gate;
+    CountingTimer timer([&] {
+        begun.open();
+        gate.wait();
+    });
+    CountingTimer another;
+    CountingTimer armed;
+    armed.setOneShotTimer(anHourMs);
+    timer.setOneShotTimer(1);
+    begun.wait();
+    Background killer([&] { timer.killTimer(); });
+    killer.waitUntilAsleep();
+    Background setter([&] { another.setOneShotTimer(anHourMs); });
+    Background otherKiller([&] { armed.killTimer(); });
+    setter.waitUntilAsleep();
+    otherKiller.waitUntilAsleep();
+    EXPECT_FALSE(killer.ended() || setter.ended() || otherKiller.ended());
+    gate.open();
+    killer.join();
+    setter.join();
+    otherKiller.join();
+    another.killTimer();
+}
+
 TEST(Timer, ACallbackMayUseOtherTimers) {
     CountingTimer second;
     CountingTimer third;
