@@ -24,6 +24,7 @@ public:
     Runnable(const Runnable&) = delete;
     Runnable& operator=(const Runnable&) = delete;
 
+    /// The body of the thread, called once on it. An exception that leaves it ends the process.
     virtual void run() = 0;
 };
 
@@ -47,6 +48,7 @@ public:
 /// A task that somebody waits for: runs another one and then says so.
 class VDIFRAMEWORKCOMMON_EXPORT BlockingTask : public Task {
 public:
+    /// \param task  what is to be run, not null
     explicit BlockingTask(std::shared_ptr<Task> task);
 
     void run() override;
@@ -65,6 +67,8 @@ private:
 /// A task made of a function and a name.
 class VDIFRAMEWORKCOMMON_EXPORT FunctionTask : public Task {
 public:
+    /// \param function  what `run` calls
+    /// \param name  what `getName` returns
     FunctionTask(std::function<void()> function, std::string name);
 
     /// Calls the function; throws `std::bad_function_call` if it is empty.
@@ -83,9 +87,16 @@ private:
 /// the pool pointer and the two counts.
 class VDIFRAMEWORKCOMMON_EXPORT PoolWorker : public Runnable {
 public:
+    /// Made with `new`, because the worker deletes itself.
+    ///
+    /// \param pool  whose counts hold; it must call `shutdown` before it goes
+    /// \param normalQueue, urgentQueue, queueMutex  shared with the pool
+    /// \param idleTimeoutMs  in milliseconds; below 1: threads never sleep
+    /// \param name  what a thread list shows for a thread that runs no task; "PoolThread" if empty
     PoolWorker(ThreadPool* pool, std::shared_ptr<std::deque<std::shared_ptr<Task>>> normalQueue,
                std::shared_ptr<std::deque<std::shared_ptr<Task>>> urgentQueue, std::shared_ptr<std::mutex> queueMutex,
                long idleTimeoutMs, const std::string& name);
+    /// Called by the last thread to go, or by `shutdown`.
     ~PoolWorker() override;
 
     /// The body of every thread: waits for tasks and runs them until the thread has to go. The last one to go after
@@ -128,8 +139,9 @@ private:
     std::condition_variable wake_;  // with the queue mutex
     std::int64_t idleTimeoutMs_;
     std::mutex stateMutex_;
-    std::uint32_t threadCount_ = 0;  // started and not yet retired
-    std::uint32_t busyCount_ = 0;    // running a task now
+    // Changed under stateMutex_, read without it by hasCapacity().
+    std::atomic<std::uint32_t> threadCount_{0};  // started and not yet retired
+    std::atomic<std::uint32_t> busyCount_{0};    // running a task now
 };
 
 /// A pool of threads for tasks, with an urgent and a normal queue, each first in, first out.
@@ -150,6 +162,7 @@ public:
     ThreadPool(unsigned int minThreads, unsigned int maxThreads, const std::string& name,
                unsigned int idleTimeoutSeconds);
 
+    /// Drops the waiting tasks and returns at once; tasks that run are completed on their threads.
     ~ThreadPool();
     ThreadPool(const ThreadPool&) = delete;
     ThreadPool& operator=(const ThreadPool&) = delete;

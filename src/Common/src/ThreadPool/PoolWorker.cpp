@@ -134,7 +134,7 @@ void PoolWorker::wakeUpThread() {
 }
 
 bool PoolWorker::hasCapacity() {
-    const std::lock_guard lock(stateMutex_);
+    // Without the lock: the answer may be out of date as soon as it is given back anyway, and every enqueue asks.
     return busyCount_ < threadCount_;
 }
 
