@@ -247,6 +247,33 @@ TEST(TaskDispatcher, DestructionLeavesRunningFunctionsAlone) {
     threads::waitForNamed("TaskDispatcher", 0);
 }
 
+// Uses the dispatcher of the moment when it is destroyed.
+struct LastWish {
+    LastWish() = default;
+    LastWish(const LastWish&) = delete;
+    LastWish& operator=(const LastWish&) = delete;
+    ~LastWish() {
+        TaskDispatcher::getInstance()->enqueue([] {}, "last wish");
+        step("destroyed");
+    }
+};
+
+CHILD_MAIN(exitsWithFunctionsWaiting) {
+    // Never opened: the functions that run keep their threads until the process is gone.
+    static auto& blocker = *new Blocker;
+    for (int i = 1; i <= 5; ++i) {
+        TaskDispatcher::getInstance()->enqueue(blocker.function(), "busy");
+        blocker.waitForBegun(i);
+    }
+    TaskDispatcher::getInstance()->enqueue([wish = std::make_shared<LastWish>()] {}, "waiting");
+}
+
+TEST(TaskDispatcher, FunctionsDroppedAtExitMayUseItInTheirDestructors) {
+    Child child("exitsWithFunctionsWaiting", {}, {{"ASAN_OPTIONS", "detect_leaks=0"}});
+    child.waitFor("destroyed");
+    EXPECT_EQ(child.join(), 0);
+}
+
 CHILD_MAIN(enqueuesWithoutALogger) {
     TaskDispatcher dispatcher;
     Blocker blocker;

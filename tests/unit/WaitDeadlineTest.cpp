@@ -3,10 +3,12 @@
 
 #include <VDIFrameworkCommon/Event.h>
 #include <VDIFrameworkCommon/MacosxEvent.h>
+#include <VDIFrameworkCommon/ThreadPool.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +18,9 @@
 #include <utility>
 #include <vector>
 
+#include "support/Background.h"
+#include "support/Gate.h"
+#include "support/PoolTasks.h"
 #include "support/RawObject.h"
 
 namespace {
@@ -23,6 +28,7 @@ namespace {
 using VDIFrameworkCommon::CreateEventA;
 using VDIFrameworkCommon::Event;
 using VDIFrameworkCommon::t_HANDLE;
+using VDIFrameworkCommon::ThreadPool;
 using VDIFrameworkCommon::WaitForSingleObject;
 
 constexpr std::int64_t second = 1'000'000'000;
@@ -168,6 +174,38 @@ TEST(MacosxEventDeadline, IsOnTheWallClockAndWaitedForOnce) {
         EXPECT_GE(waits[0].deadline, before + time * millisecond);
         EXPECT_LE(waits[0].deadline, waits[0].begin + time * millisecond);
     }
+}
+
+TEST(PoolDeadline, AnEarlyWakeUpBeginsTheIdleTimeAnew) {
+    constexpr unsigned idleSeconds = 3600;
+    Gate end;
+    std::atomic<bool> seen{false};
+    const Stand stand([&](pthread_mutex_t* mutex) {
+        if (waits.size() < 4) {
+            letTimePass(5 * millisecond);
+            return 0;
+        }
+        seen = true;
+        pthread_mutex_unlock(mutex);
+        end.wait();
+        pthread_mutex_lock(mutex);
+        return 0;
+    });
+    ThreadPool pool(1, 1, idleSeconds);
+    waitUntil([&] { return seen.load(); });
+    for (std::size_t i = 0; i < 4; ++i) {
+        const std::int64_t latest = waits[i].begin + idleSeconds * second;
+        EXPECT_LE(waits[i].deadline, latest);
+        if (i != 0) {
+            EXPECT_GE(waits[i].deadline, waits[i - 1].begin + idleSeconds * second + 5 * millisecond);
+        }
+    }
+    // The thread runs this task before it waits again, which it then does without the stand.
+    const auto task = pooltasks::make([] { instead = nullptr; });
+    Background enqueuer([&] { pool.enqueue(task, true, false); });
+    waitUntil([&] { return pool.queueSize() == 1; });
+    end.open();
+    enqueuer.join();
 }
 
 }  // namespace
