@@ -3,7 +3,7 @@
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
 #   scripts/test.sh            format, dev and asan
-#   scripts/test.sh STAGE…     some of: format dev asan, and clang-libcxx tsan tidy exits, which take longer
+#   scripts/test.sh STAGE…     some of: format dev asan clang-libcxx tsan tidy
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -24,10 +24,7 @@ format() { scripts/check-names.sh && sources | xargs clang-format-14 --dry-run -
 build() { cmake --preset "$1" && cmake --build --preset "$1" -j "$jobs"; }
 
 # Under a preset that is built: the tests, several at a time.
-# A thousand exits in the middle of everything are a stage of their own: one in some dozens still hangs.
-tests() { build "$1" && ctest --preset "$1" -j $((jobs * 2)) -E '^BusyExit'; }
-
-exits() { build dev && ctest --preset dev -R '^BusyExit'; }
+tests() { build "$1" && ctest --preset "$1" -j $((jobs * 2)); }
 
 tidy() {
     cmake --preset tidy && sources | grep '^src/.*\.cpp$' | xargs -P "$jobs" -n 4 clang-tidy-14 --quiet -p build/tidy
@@ -37,7 +34,6 @@ run_stage() {
     case $1 in
         format) format ;;
         tidy) tidy ;;
-        exits) exits ;;
         dev | clang-libcxx | asan | tsan) tests "$1" ;;
         *)
             echo "no such stage: $1"
