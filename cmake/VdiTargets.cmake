@@ -26,6 +26,11 @@ if(VDI_SANITIZE)
 endif()
 target_link_libraries(vdi_build_flags INTERFACE Threads::Threads)
 
+if(VDI_SANITIZE MATCHES "thread")
+    add_library(vdi_thread_sanitizer_defaults OBJECT ${PROJECT_SOURCE_DIR}/cmake/ThreadSanitizerDefaults.cpp)
+    target_link_libraries(vdi_thread_sanitizer_defaults PRIVATE vdi_build_flags)
+endif()
+
 # A shared library that exports its interface and nothing else.
 function(vdi_shared_library target export_map)
     set_target_properties(${target} PROPERTIES
@@ -51,7 +56,7 @@ function(vdi_program target)
     set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
     target_link_libraries(${target} PRIVATE vdi_build_flags)
     get_target_property(type ${target} TYPE)
-    if(VDI_SANITIZE MATCHES "thread" AND type STREQUAL "EXECUTABLE")
-        target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/cmake/ThreadSanitizerDefaults.cpp)
+    if(TARGET vdi_thread_sanitizer_defaults AND type STREQUAL "EXECUTABLE")
+        target_link_libraries(${target} PRIVATE vdi_thread_sanitizer_defaults)
     endif()
 endfunction()
