@@ -13,6 +13,7 @@
 
 #include "ProcessFixture.h"
 #include "SystemCalls.h"
+#include "support/Sanitizers.h"
 
 namespace {
 
@@ -203,11 +204,24 @@ TEST(ProcessLaunch, FailsForWhatCannotBeExecuted) {
                                  folder + "/text",
                                  folder + "/broken",
                                  folder + "/plain",
+                                 folder + "/plain/file",  // may be executed, but is no program
                                  folder + "/plain/file/below",
                                  "relative/missing"};
     for (const std::string& path : paths) {
         EXPECT_EQ(launch(path), failed) << path;
     }
+}
+
+std::atomic<int> forkHandlers{0};
+
+TEST(ProcessLaunch, CallsNoForkHandlersOfTheHost) {
+    if (sanitizers::thread) {
+        GTEST_SKIP() << "the thread sanitizer must see each fork";
+    }
+    ASSERT_EQ(::pthread_atfork([] { ++forkHandlers; }, [] { ++forkHandlers; }, [] { ++forkHandlers; }), 0);
+    EXPECT_EQ(launch(probe()), succeeded);
+    EXPECT_EQ(launch(folder + "/missing"), failed);
+    EXPECT_EQ(forkHandlers, 0);
 }
 
 TEST(ProcessLaunch, FailsForAPathThatIsNoText) {

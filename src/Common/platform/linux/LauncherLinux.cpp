@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 
+#include "Fork.h"
 #include "Signals.h"
 #include "UniqueFd.h"
 #include "Utf8Text.h"
@@ -98,7 +99,7 @@ void reportTo(int pipe, int error) noexcept {
 
 // The program becomes the grandchild, so that it is no child of this process, which would have to wait for its end.
 [[noreturn]] void runForker(const Image& image, int pipe) noexcept {
-    const pid_t program = ::_Fork();
+    const pid_t program = forkWithoutHandlers();
     if (program == 0) {
         reportTo(pipe, 0);
         image.execute();
@@ -124,7 +125,7 @@ Launch start(const std::string& path, const std::vector<std::string>& arguments)
     }
     UniqueFd readEnd(ends[0]);
     const UniqueFd writeEnd(ends[1]);
-    const pid_t forker = ::_Fork();  // the host's fork handlers are not for a child that becomes a program
+    const pid_t forker = forkWithoutHandlers();
     if (forker == 0) {
         runForker(image, writeEnd.get());
     }
