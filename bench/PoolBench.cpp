@@ -29,11 +29,11 @@
 #include <Poco/Notification.h>
 #include <Poco/NotificationQueue.h>
 #endif
+#ifdef VDI_BENCH_TBB
+#include <oneapi/tbb/task_arena.h>  // before Qt, which makes a macro of a word that it uses
+#endif
 #ifdef VDI_BENCH_QT
 #include <QThreadPool>
-#endif
-#ifdef VDI_BENCH_TBB
-#include <oneapi/tbb/task_arena.h>
 #endif
 
 namespace {

@@ -53,7 +53,8 @@ bool isRegistered(unsigned int pid) {
 std::string runnersText() {
     std::string text;
     for (const unsigned int pid : runners()) {
-        text += " " + toString(pid);
+        text += ' ';
+        text += toString(pid);
     }
     return text.empty() ? " none" : text;
 }

@@ -53,7 +53,8 @@ void show() {
                        (active == 0 ? std::string("none") : describe(active)) + "; runners";
     const auto runners = VDIRunnerCounter::getInstance()->getAllRunners();
     for (const unsigned int pid : runners) {
-        line += " " + describe(pid);
+        line += ' ';
+        line += describe(pid);
     }
     agent::printLine(line + (runners.empty() ? " none" : ""));
 }
