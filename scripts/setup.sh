@@ -7,7 +7,8 @@ set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libcli11-dev libspdlog-dev libfmt-dev libglib2.0-dev nlohmann-json3-dev)
 if [ "${1:-run}" = test ]; then
-    packages+=(git googletest locales clang-14 clang-format-14 clang-tidy-14 libc++-14-dev libc++abi-14-dev libclang-rt-14-dev)
+    packages+=(git googletest locales clang-14 clang-format-14 clang-tidy-14 libc++-14-dev libc++abi-14-dev libclang-rt-14-dev
+        libgnustep-base-dev libobjc-12-dev libblocksruntime-dev)
 fi
 
 missing=()

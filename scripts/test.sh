@@ -17,7 +17,7 @@ log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 jobs=$(nproc)
 
-sources() { git ls-files -co --exclude-standard -- '*.cpp' '*.h'; }
+sources() { git ls-files -co --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
 
 format() { scripts/check-names.sh && sources | xargs clang-format-14 --dry-run -Werror; }
 
