@@ -1,15 +1,14 @@
 #include "Complaint.h"
 
-#include <unistd.h>
-
 #include <string>
+
+#include "appenders/StandardError.h"
 
 namespace DPL::dpllogger {
 
 void complain(std::string_view text) noexcept {
     try {
-        const std::string line = "tavixhuddleslogger: " + std::string(text) + '\n';
-        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+        StandardError().write("tavixhuddleslogger: " + std::string(text) + '\n');
     } catch (...) {  // NOLINT(bugprone-empty-catch)
         // Without memory there is nobody left to tell.
     }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -156,6 +157,31 @@ TEST_F(Rotation, FilesOfATimeWhenMoreWereKeptGo) {
     EXPECT_THAT(names(), ElementsAre("5", "6", "7"));
 }
 
+TEST_F(Rotation, FilesOfATimeWhenMoreWereKeptGoThoughSomeAreMissing) {
+    auto log = controller(9);
+    for (int i = 1; i <= 10; ++i) {
+        fill(*log, std::to_string(i));
+    }
+    std::filesystem::remove(numbered(4));
+    std::filesystem::remove(numbered(6));
+    log = controller(2);
+    fill(*log, "11");
+    EXPECT_THAT(names(), ElementsAre("9", "10", "11"));
+    log = controller(0);
+    fill(*log, "12");
+    EXPECT_THAT(names(), ElementsAre("12"));
+}
+
+TEST_F(Rotation, TheLargestNumberOfFilesIsMeantAsItIs) {
+    const auto log = controller(std::numeric_limits<unsigned>::max());
+    std::ofstream(numbered(0)) << "somebody else's";
+    for (int i = 1; i <= 4; ++i) {
+        fill(*log, std::to_string(i));
+    }
+    EXPECT_THAT(names(), ElementsAre("1", "2", "3", "4"));
+    EXPECT_EQ(logreader::contents(numbered(0)), "somebody else's");
+}
+
 TEST_F(Rotation, OthersFollowToTheNewFile) {
     const auto one = controller(5);
     const auto other = controller(5);
@@ -223,11 +249,13 @@ TEST_F(Rotation, WhatAKilledProcessLeftUnfinishedIsRemoved) {
         logreader::write(*log, DPL_ERROR, "next");
         EXPECT_THAT(logreader::messagesOf(log_), ElementsAre("whole", "next")) << length;
     }
-    // Nothing but an unfinished one, and one longer than any block that is read at once.
-    std::ofstream(log_) << whole.substr(0, whole.size() - 1) << std::string(100000, 'x');
-    const auto log = controller(4, 0);
-    logreader::write(*log, DPL_ERROR, "next");
-    EXPECT_THAT(logreader::messagesOf(log_), ElementsAre("next"));
+    // Nothing but an unfinished one, longer than any block that is read at once.
+    for (const std::size_t length : {std::size_t{100000}, std::size_t{3} << 20}) {
+        std::ofstream(log_) << whole.substr(0, whole.size() - 1) << std::string(length, 'x');
+        const auto log = controller(4, 0);
+        logreader::write(*log, DPL_ERROR, "next");
+        EXPECT_THAT(logreader::messagesOf(log_), ElementsAre("next")) << length;
+    }
 }
 
 TEST_F(Rotation, AnotherProgramsUnfinishedLineStaysAndTheRecordStartsALine) {

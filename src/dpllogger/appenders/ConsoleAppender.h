@@ -1,21 +1,36 @@
 #pragma once
 
-#include <spdlog/sinks/stdout_sinks.h>
+#include <spdlog/details/null_mutex.h>
+#include <spdlog/sinks/base_sink.h>
 
 #include <string_view>
 
+#include "appenders/Outcome.h"
+#include "appenders/StandardError.h"
+
 namespace DPL::dpllogger {
 
-/// Writes lines to standard error.
+/// Brings lines to standard error.
 ///
 /// Not thread-safe.
 class ConsoleAppender {
 public:
-    ConsoleAppender();
-    void write(std::string_view lines);
+    Outcome write(std::string_view lines);
 
 private:
-    spdlog::sinks::stderr_sink_st sink_;
+    class Sink final : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
+    public:
+        Outcome outcome() const noexcept { return outcome_; }
+
+    private:
+        void sink_it_(const spdlog::details::log_msg& message) override;
+        void flush_() override {}
+
+        StandardError output_;
+        Outcome outcome_{0, 0};
+    };
+
+    Sink sink_;
 };
 
 }  // namespace DPL::dpllogger

@@ -1,19 +1,22 @@
 #include "appenders/FileAppender.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
+#include <optional>
+#include <thread>
 #include <utility>
 
 #include "LogLocation.h"
 #include "appenders/FileLock.h"
 #include "appenders/Rotation.h"
 #include "appenders/TornTail.h"
+#include "appenders/WriteSignals.h"
 
 namespace DPL::dpllogger {
 
@@ -22,10 +25,22 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr mode_t fileMode = 0600;
+
+// How long the lock is waited for; and, after that was in vain, how long and how often it is tried again. Where many
+// processes write, a try without patience would hardly ever meet a moment in which the lock is free.
 constexpr auto lockLimit = 2000ms;
+constexpr auto stuckLockLimit = 20ms;
+constexpr auto stuckLockPause = 400ms;
 
 // How often the file may turn out to be another one before an append is given up: each time, others put a file aside.
 constexpr int mostReopenings = 1000;
+
+// How often folders are made that others remove at the same time.
+constexpr int mostFolderAttempts = 3;
+
+// Who appends without the lock may see a line that somebody is about to finish.
+constexpr int looksAtTheTail = 10;
+constexpr auto betweenLooks = 10ms;
 
 bool mayPass(int error) {
     switch (error) {
@@ -37,6 +52,8 @@ bool mayPass(int error) {
         case EIO:
         case EINTR:
         case EAGAIN:
+        case ENOENT:  // others remove the folder
+        case ESTALE:
             return true;
         default:
             return false;
@@ -69,6 +86,11 @@ std::string_view linesThatFit(std::string_view lines, std::uint64_t room, bool a
     return atLeastOne ? lines.substr(0, lines.find('\n') + 1) : std::string_view();
 }
 
+bool fileSizeIsLimited() {
+    rlimit limit{};
+    return ::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
 struct Written {
     std::size_t bytes;
     int error;
@@ -76,8 +98,12 @@ struct Written {
 
 /// One attempt to append: a line feed first, if wanted, in the same call.
 Written writeOnce(int fd, bool lineFeedFirst, std::string_view lines) {
+    std::optional<WriteSignals> signals;
+    if (fileSizeIsLimited()) {
+        signals.emplace();
+    }
     char lineFeed = '\n';
-    const iovec parts[] = {{&lineFeed, lineFeedFirst ? 1U : 0U}, {const_cast<char*>(lines.data()), lines.size()}};
+    const iovec parts[] = {{&lineFeed, 1}, {const_cast<char*>(lines.data()), lines.size()}};
     ssize_t written = 0;
     do {
         written = lineFeedFirst ? ::writev(fd, parts, 2) : ::write(fd, lines.data(), lines.size());
@@ -87,7 +113,7 @@ Written writeOnce(int fd, bool lineFeedFirst, std::string_view lines) {
 
 }  // namespace
 
-/// Sole access to the current file, as far as the lock can be had.
+/// Access to the current file: the only one as far as the lock can be had, else one of many that only append.
 class FileAppender::Access {
 public:
     explicit Access(FileAppender& file) noexcept : file_(file) { error_ = attach(); }
@@ -107,11 +133,17 @@ public:
 
 private:
     int attach() noexcept;
+    bool lock() noexcept;
     void release() noexcept;
     void settleTail() noexcept;
-    bool cutTo(off_t size, off_t expectedSize) const noexcept;
+    bool cutTornTail() noexcept;
+    void awaitWholeTail() noexcept;
+    bool cut(off_t size, off_t newSize) noexcept;
+    bool isRemoved() const noexcept;
+    void lookAtTail() noexcept;
 
     FileAppender& file_;
+    TailLock tail_;
     int error_ = 0;
     off_t size_ = 0;
     bool locked_ = false;
@@ -125,8 +157,9 @@ int FileAppender::Access::attach() noexcept {
                 return error;
             }
         }
-        locked_ = lockFile(file_.fd_, file_.lockIsStuck_ ? 0ms : lockLimit);
-        file_.lockIsStuck_ = !locked_;
+        if (!lock()) {
+            return EAGAIN;
+        }
         if (file_.isCurrent(size_)) {
             settleTail();
             return 0;
@@ -137,28 +170,73 @@ int FileAppender::Access::attach() noexcept {
     return EAGAIN;
 }
 
+/// Takes the lock or, without it, makes sure that nobody cuts the file. False if a process was stopped in the middle
+/// of doing that.
+bool FileAppender::Access::lock() noexcept {
+    locked_ = file_.takeLock();
+    return locked_ || tail_.take(file_.fd_, TailLock::Use::Append) != TailLock::State::Busy;
+}
+
 void FileAppender::Access::release() noexcept {
+    tail_.release();
     if (locked_) {
         unlockFile(file_.fd_);
         locked_ = false;
     }
 }
 
-bool FileAppender::Access::cutTo(off_t size, off_t expectedSize) const noexcept {
-    // Somebody who did without the lock may have appended meanwhile.
-    struct stat now {};
-    return locked_ && ::fstat(file_.fd_, &now) == 0 && now.st_size == expectedSize && ::ftruncate(file_.fd_, size) == 0;
+void FileAppender::Access::lookAtTail() noexcept {
+    struct stat status {};
+    if (::fstat(file_.fd_, &status) == 0) {
+        size_ = status.st_size;
+    }
+    startsWithinALine_ = endsWithinALine(file_.fd_, size_);
 }
 
 void FileAppender::Access::settleTail() noexcept {
     startsWithinALine_ = size_ != file_.knownEnd_ && endsWithinALine(file_.fd_, size_);
+    if (startsWithinALine_ && !(locked_ && cutTornTail())) {
+        awaitWholeTail();
+    }
+}
+
+/// Removes an unfinished record, once it is sure that nobody is about to finish it: whoever appends holds either the
+/// lock, which is ours, or the tail. Returns whether that could be made sure of.
+bool FileAppender::Access::cutTornTail() noexcept {
+    if (tail_.take(file_.fd_, TailLock::Use::Cut) != TailLock::State::Taken) {
+        return false;
+    }
+    lookAtTail();
     if (startsWithinALine_) {
         const auto start = startOfTornRecord(file_.fd_, size_);
-        if (start && cutTo(*start, size_)) {
+        if (start && ::ftruncate(file_.fd_, *start) == 0) {
             size_ = *start;
             startsWithinALine_ = false;
         }
     }
+    tail_.release();
+    return true;
+}
+
+void FileAppender::Access::awaitWholeTail() noexcept {
+    for (int i = 0; i < looksAtTheTail && startsWithinALine_; ++i) {
+        std::this_thread::sleep_for(betweenLooks);
+        lookAtTail();
+    }
+}
+
+/// Takes back what this access has appended last, unless others have appended since.
+bool FileAppender::Access::cut(off_t size, off_t newSize) noexcept {
+    struct stat now {};
+    const bool isCut = locked_ && tail_.take(file_.fd_, TailLock::Use::Cut) == TailLock::State::Taken &&
+                       ::fstat(file_.fd_, &now) == 0 && now.st_size == size && ::ftruncate(file_.fd_, newSize) == 0;
+    tail_.release();
+    return isCut;
+}
+
+bool FileAppender::Access::isRemoved() const noexcept {
+    struct stat status {};
+    return ::fstat(file_.fd_, &status) == 0 && status.st_nlink == 0;
 }
 
 bool FileAppender::Access::rotate() noexcept {
@@ -176,24 +254,26 @@ bool FileAppender::Access::rotate() noexcept {
 
 Outcome FileAppender::Access::append(std::string_view lines) noexcept {
     const std::size_t lead = startsWithinALine_ ? 1 : 0;
-    const std::size_t wanted = lead + lines.size();
     Written written = writeOnce(file_.fd_, startsWithinALine_, lines);
-    if (written.bytes < wanted) {
+    if (locked_ && written.bytes < lead + lines.size()) {
+        // Nobody else appends now, so the rest still belongs here.
         const bool lineFeedIsDue = written.bytes < lead;
         const std::size_t done = written.bytes - (lineFeedIsDue ? 0 : lead);
         const Written rest = writeOnce(file_.fd_, lineFeedIsDue, lines.substr(done));
         written = {written.bytes + rest.bytes, rest.error};
     }
-    const off_t end = size_ + static_cast<off_t>(written.bytes);
-    file_.knownEnd_ = locked_ ? end : -1;
-    if (written.bytes == wanted) {
-        return {lines.size(), 0};
+    if (!locked_ && isRemoved()) {
+        // Others put the file aside so often meanwhile that it is gone, and what was written with it.
+        return {0, ESTALE};
     }
-    const std::string_view done = lines.substr(0, written.bytes - std::min(lead, written.bytes));
-    const std::size_t whole = done.rfind('\n') + 1;  // none: 0
-    if (whole < done.size()) {
-        const off_t wholeEnd = end - static_cast<off_t>(done.size() - whole);
-        file_.knownEnd_ = cutTo(wholeEnd, end) ? wholeEnd : -1;
+    const std::size_t done = written.bytes - std::min(lead, written.bytes);
+    const std::size_t whole = lines.substr(0, done).rfind('\n') + 1;  // none: 0
+    const off_t end = size_ + static_cast<off_t>(written.bytes);
+    const off_t wholeEnd = end - static_cast<off_t>(done - whole);
+    const bool endIsKnown = locked_ && written.bytes >= lead && (whole == done || cut(end, wholeEnd));
+    file_.knownEnd_ = endIsKnown ? wholeEnd : -1;
+    if (whole == lines.size()) {
+        return {whole, 0};
     }
     return {whole, written.error != 0 ? written.error : ENOSPC};
 }
@@ -207,8 +287,9 @@ FileAppender::~FileAppender() {
 
 int FileAppender::open() noexcept {
     fd_ = openAboveStandard(path_.c_str());
-    if (fd_ < 0 && errno == ENOENT) {
-        if (const int error = makeFoldersAbove(path_)) {
+    for (int i = 0; i < mostFolderAttempts && fd_ < 0 && errno == ENOENT; ++i) {
+        const int error = makeFoldersAbove(path_);
+        if (error != 0 && error != ENOENT) {
             return error;
         }
         fd_ = openAboveStandard(path_.c_str());
@@ -258,19 +339,31 @@ int FileAppender::unusable() noexcept {
     return mayPass(error) ? 0 : error;
 }
 
+bool FileAppender::takeLock() noexcept {
+    auto limit = lockLimit;
+    if (lockIsStuck_) {
+        limit = std::chrono::steady_clock::now() - lastVainWait_ < stuckLockPause ? 0ms : stuckLockLimit;
+    }
+    lockIsStuck_ = !lockFile(fd_, limit);
+    if (lockIsStuck_ && limit != 0ms) {
+        lastVainWait_ = std::chrono::steady_clock::now();
+    }
+    return !lockIsStuck_;
+}
+
 Outcome FileAppender::append(std::string_view lines) noexcept {
-    Outcome total{0, 0};
+    std::size_t written = 0;
     bool mayRotate = limits_.fileSize != 0;
-    while (total.written < lines.size() && total.error == 0) {
-        const std::string_view rest = lines.substr(total.written);
+    bool mayStartAnew = true;
+    while (written < lines.size()) {
         Access access(*this);
         if (access.error() != 0) {
-            return {total.written, access.error()};
+            return {written, access.error()};
         }
-        std::string_view part = rest;
+        std::string_view part = lines.substr(written);
         if (mayRotate && access.isSole()) {
             const std::uint64_t room = limits_.fileSize - std::min(access.size(), limits_.fileSize);
-            part = linesThatFit(rest, room, access.size() == 0);
+            part = linesThatFit(part, room, access.size() == 0);
             if (part.empty()) {
                 // A file that cannot be put aside grows instead: nothing is lost.
                 mayRotate = access.rotate();
@@ -278,9 +371,17 @@ Outcome FileAppender::append(std::string_view lines) noexcept {
             }
         }
         const Outcome outcome = access.append(part);
-        total = {total.written + outcome.written, outcome.error};
+        written += outcome.written;
+        if (outcome.error != 0) {
+            // Without the lock a retry takes another look at the end of the file first.
+            const bool startsAnew = mayStartAnew && (!access.isSole() || outcome.error == ESTALE);
+            if (!startsAnew) {
+                return {written, outcome.error};
+            }
+            mayStartAnew = false;
+        }
     }
-    return total;
+    return {written, 0};
 }
 
 }  // namespace DPL::dpllogger

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -18,7 +19,8 @@ namespace DPL::dpllogger {
 /// process left of an unfinished record is removed, and an append that fails midway leaves whole records only.
 ///
 /// A lock that cannot be had (its holder was stopped) delays a writer once; then lines are appended without it, whole
-/// all the same, and the file grows until the lock can be had again.
+/// all the same, and the file grows until the lock can be had again. Meanwhile a second lock, which these writers
+/// share, keeps everybody from taking their unfinished writes for a dead process's.
 ///
 /// Not thread-safe. Never throws.
 class FileAppender {
@@ -30,7 +32,7 @@ public:
 
     const std::string& path() const noexcept { return path_; }
 
-    /// Appends whole lines, in several files if they do not fit in one.
+    /// Appends whole lines, in several files if they do not fit in one. EAGAIN: not now, but soon.
     Outcome append(std::string_view lines) noexcept;
 
     /// Returns the error number that shows that the file can never be written, or 0 if it was written before or the
@@ -46,6 +48,7 @@ private:
     int open() noexcept;
     bool stillOwnsDescriptor() const noexcept;
     bool isCurrent(off_t& size) const noexcept;
+    bool takeLock() noexcept;
 
     const std::string path_;
     const RotationLimits limits_;
@@ -54,7 +57,8 @@ private:
     ino_t inode_ = 0;
     off_t knownEnd_ = -1;  // where this appender's last line ended, -1 for unknown
     bool openedOnce_ = false;
-    bool lockIsStuck_ = false;  // the last wait for it was in vain
+    bool lockIsStuck_ = false;  // the last try was in vain
+    std::chrono::steady_clock::time_point lastVainWait_;
 };
 
 }  // namespace DPL::dpllogger

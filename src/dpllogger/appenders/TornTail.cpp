@@ -9,13 +9,6 @@
 
 namespace DPL::dpllogger {
 
-namespace {
-
-// Looking further back costs more than a line that starts amid another.
-constexpr off_t furthestBack = 1 << 20;
-
-}  // namespace
-
 bool endsWithinALine(int fd, off_t size) noexcept {
     char last = '\n';
     return size > 0 && ::pread(fd, &last, 1, size - 1) == 1 && last != '\n';
@@ -23,10 +16,9 @@ bool endsWithinALine(int fd, off_t size) noexcept {
 
 std::optional<off_t> startOfTornRecord(int fd, off_t size) noexcept {
     char block[4096];
-    const off_t limit = std::max<off_t>(0, size - furthestBack);
     off_t start = size;
-    while (start > limit) {
-        const off_t blockStart = std::max(limit, start - static_cast<off_t>(sizeof block));
+    while (start > 0) {
+        const off_t blockStart = std::max<off_t>(0, start - static_cast<off_t>(sizeof block));
         const auto length = static_cast<std::size_t>(start - blockStart);
         if (::pread(fd, block, length, blockStart) != static_cast<ssize_t>(length)) {
             return std::nullopt;
@@ -37,9 +29,6 @@ std::optional<off_t> startOfTornRecord(int fd, off_t size) noexcept {
             break;
         }
         start = blockStart;
-    }
-    if (start == limit && limit > 0) {
-        return std::nullopt;
     }
     const ssize_t length = ::pread(fd, block, sizeof block, start);
     if (length <= 0 || !beginsLikeALine({block, static_cast<std::size_t>(length)})) {
