@@ -48,7 +48,8 @@ enum class LogAppenderType : int {
 
 /// Receives every record of the process and writes it out.
 ///
-/// The order of the virtual operations is part of the interface. None of them throws.
+/// The order of the virtual operations is part of the interface. None of them throws, is cut short when its thread is
+/// cancelled or lets the signal of a failed write through.
 class LogController {
 public:
     LogController();
@@ -82,6 +83,8 @@ public:
 
     /// Takes one record. One of level `DPL_ERROR` or more severe is in the file when this returns, after every record
     /// that was taken before it; others may wait for a second.
+    ///
+    /// What cannot be written is counted, and the count is written as a record of its own when writing works again.
     ///
     /// Works in a forked child, and from exit handlers and static destructors as long as the controller exists.
     ///

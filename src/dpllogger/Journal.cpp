@@ -24,6 +24,14 @@ constexpr std::size_t heldSize = 1U << 20;
 // At the process's end, a thread that was caught in the middle of a record gets this long.
 constexpr auto finishLimit = 3s;
 
+// So often the timer tries to write again what could not be written, if no further record comes. Not for ever: its
+// thread must not keep a process alive.
+constexpr int mostRetries = 60;
+
+Record lossRecord(const std::string& message) {
+    return {"dpllogger", DPL_WARN, __FILE__, __LINE__, "reportLosses", message};
+}
+
 bool isWithFile(LogAppenderType type) {
     return type == LogAppenderType::File || type == LogAppenderType::FileAndConsole;
 }
@@ -40,10 +48,14 @@ Journal::Journal()
     addProcessHooks(*this);
 }
 
-Journal::~Journal() {
+bool Journal::finishForGood() {
     removeProcessHooks(*this);
-    std::unique_lock lock(mutex_);
+    std::unique_lock lock(mutex_, std::defer_lock);
+    if (!lockToFinish(lock)) {
+        return false;
+    }
     finish(lock);
+    return true;
 }
 
 void Journal::setLocation(const std::string& location) {
@@ -73,7 +85,7 @@ void Journal::setAppenderType(LogAppenderType type) {
 void Journal::setFileWritingAllowed(bool allowed) {
     const std::lock_guard lock(mutex_);
     fileWritingAllowed_.store(allowed, std::memory_order_relaxed);
-    if (allowed && hasDestination_ && !waiting_.empty() && !timer_.arm()) {
+    if (allowed && hasDestination_ && isBehind() && !timer_.arm()) {
         writeOut();
     }
 }
@@ -89,16 +101,19 @@ void Journal::chooseDestinations() {
     }
 }
 
-/// Makes changed settings hold. Records that waited for a destination get it.
+/// Makes changed settings hold. Records that waited for a destination get it, after the count of those that were lost.
 void Journal::settle() {
     const bool hadDestination = hasDestination_;
     chooseDestinations();
     threshold_.store(type_ == LogAppenderType::None ? INT_MIN : level_, std::memory_order_relaxed);
     if (hasDestination_ && !hadDestination) {
-        if (!toFile_) {
-            reportLosses();
+        if (!toFile_ && losses_.any()) {
+            LineBuffer report;
+            show(report.add(form_, lossRecord(losses_.description())));
+            losses_ = {};
         }
         show(waiting_.text());
+        waitingWereShown_ = toConsole_;
         if (!toFile_) {
             waiting_.clear();
         }
@@ -108,7 +123,9 @@ void Journal::settle() {
 
 void Journal::write(const Record& record) {
     const std::lock_guard lock(mutex_);
+    retries_ = 0;
     try {
+        waitingWereShown_ = toConsole_ && (waitingWereShown_ || waiting_.empty());
         route(record, waiting_.add(form_, record));
     } catch (const std::bad_alloc&) {
         losses_.countFailed(1, ENOMEM);
@@ -133,10 +150,25 @@ void Journal::route(const Record& record, std::string_view line) {
 /// Brings lines to the destinations that get theirs at once.
 void Journal::show(std::string_view lines) {
     if (toConsole_) {
-        console_.write(lines);
+        showOnConsole(lines);
     }
     if (toSystemLog_) {
         systemLog_->write(lines);
+    }
+}
+
+void Journal::showOnConsole(std::string_view lines) {
+    reportLossesOnConsole();
+    const Outcome outcome = console_.write(lines);
+    consoleLosses_.countFailed(countLines(lines.substr(outcome.written)), outcome.error);
+}
+
+void Journal::reportLossesOnConsole() {
+    if (consoleLosses_.any()) {
+        LineBuffer report;
+        if (console_.write(report.add(form_, lossRecord(consoleLosses_.description()))).error == 0) {
+            consoleLosses_ = {};
+        }
     }
 }
 
@@ -146,56 +178,66 @@ void Journal::flush() {
 }
 
 void Journal::flushWhenDue(void* journal) noexcept {
+    auto& self = *static_cast<Journal*>(journal);
     try {
-        static_cast<Journal*>(journal)->writeOut();
+        ++self.retries_;
+        self.writeOut();
     } catch (...) {  // NOLINT(bugprone-empty-catch)
         // Out of memory: the records wait for the next occasion.
     }
 }
 
-/// Writes what waits for the file, if that is possible now.
+/// Writes what waits for the file, if that is possible now, and before it the count of what was lost.
 void Journal::writeOut() {
-    if (waiting_.empty() || !file_ || !isFileWritingAllowed()) {
+    if (!isBehind() || !file_ || fileIsUnusable_ || !isFileWritingAllowed()) {
         return;
     }
     if (const int error = file_->unusable()) {
         showInsteadOfFile(error);
         return;
     }
-    Outcome outcome{0, reportLosses()};
+    Outcome outcome{0, reportLossesInFile()};
     if (outcome.error == 0) {
         outcome = file_->append(waiting_.text());
     }
-    losses_.countFailed(countLines(waiting_.text().substr(outcome.written)), outcome.error);
-    waiting_.clear();
+    if (outcome.error == EAGAIN) {
+        waiting_.removeFirst(outcome.written);
+        losses_.countOverflowed(waiting_.dropOldest(heldSize));
+    } else {
+        losses_.countFailed(countLines(waiting_.text().substr(outcome.written)), outcome.error);
+        waiting_.clear();
+    }
+    if (isBehind() && retries_ < mostRetries) {
+        timer_.arm();
+    }
 }
 
 /// The first record after a loss tells of it; the count is kept until that record is there. Returns an error number.
-int Journal::reportLosses() {
+int Journal::reportLossesInFile() {
     if (!losses_.any()) {
         return 0;
     }
     LineBuffer report;
-    const std::string message = losses_.description();
-    const std::string_view line = report.add(form_, {"dpllogger", DPL_WARN, __FILE__, __LINE__, __func__, message});
-    if (!toFile_) {
-        show(line);
-    } else if (const int error = file_->append(line).error) {
-        return error;
+    const int error = file_->append(report.add(form_, lossRecord(losses_.description()))).error;
+    if (error == 0) {
+        losses_ = {};
     }
-    losses_ = {};
-    return 0;
+    return error;
 }
 
+/// What waits was taken for the file, so it goes to the console whatever the appender is by now.
 void Journal::showInsteadOfFile(int error) {
     complain("no log can be written to " + file_->path() + " (" + std::generic_category().message(error) +
              "); it goes to standard error");
-    const bool shownBefore = toConsole_;
     fileIsUnusable_ = true;
     chooseDestinations();
-    reportLosses();
-    if (!shownBefore) {
-        show(waiting_.text());
+    if (losses_.any()) {
+        LineBuffer report;
+        showOnConsole(report.add(form_, lossRecord(losses_.description())));
+        losses_ = {};
+    }
+    if (!waitingWereShown_) {
+        showOnConsole(waiting_.text());
     }
     waiting_.clear();
 }
@@ -212,6 +254,7 @@ void Journal::startAnewInChild() {
     // The parent writes its records itself. The descriptor would share the parent's lock.
     waiting_.clear();
     losses_ = {};
+    consoleLosses_ = {};
     timer_.forgetThread();
     if (file_) {
         file_->close();
@@ -220,15 +263,21 @@ void Journal::startAnewInChild() {
 }
 
 void Journal::finish() {
-    std::unique_lock lock(mutex_, std::try_to_lock);
-    // Whoever holds the mutex is done soon, unless the process ends within its own record.
-    for (const auto deadline = std::chrono::steady_clock::now() + finishLimit; !lock.owns_lock(); lock.try_lock()) {
+    std::unique_lock lock(mutex_, std::defer_lock);
+    if (lockToFinish(lock)) {
+        finish(lock);
+    }
+}
+
+/// Whoever holds the mutex is done soon, unless the process ends within its own record.
+bool Journal::lockToFinish(std::unique_lock<std::mutex>& lock) const {
+    for (const auto deadline = std::chrono::steady_clock::now() + finishLimit; !lock.try_lock();) {
         if (std::chrono::steady_clock::now() > deadline) {
-            return;
+            return false;
         }
         std::this_thread::sleep_for(1ms);
     }
-    finish(lock);
+    return true;
 }
 
 void Journal::finish(std::unique_lock<std::mutex>& lock) {
@@ -236,10 +285,15 @@ void Journal::finish(std::unique_lock<std::mutex>& lock) {
     // From here on nobody flushes later, so every record is written at once.
     timer_.stop(lock);
     flushWhenDue(this);
+    if (hasDestination_ && isFileWritingAllowed()) {
+        losses_.countFailed(countLines(waiting_.text()), EAGAIN);
+        waiting_.clear();
+    }
     if (losses_.anyFailed()) {
         complain(losses_.description());
         losses_ = {};
     }
+    reportLossesOnConsole();
 }
 
 }  // namespace DPL::dpllogger

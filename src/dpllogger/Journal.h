@@ -27,7 +27,8 @@ namespace DPL::dpllogger {
 class Journal final : private ProcessHooks {
 public:
     Journal();
-    ~Journal() override;
+    /// `finishForGood` must have succeeded.
+    ~Journal() override = default;
     Journal(const Journal&) = delete;
     Journal& operator=(const Journal&) = delete;
 
@@ -41,6 +42,10 @@ public:
     void write(const Record& record);
     void flush();
 
+    /// Writes everything and lets go of the process's hooks. False if a record is caught in the middle, because the
+    /// process ends within it: then the journal must stay as it is.
+    bool finishForGood();
+
 private:
     void holdForFork() override;
     void goOnInParent() override;
@@ -53,10 +58,14 @@ private:
     void settle();
     void route(const Record& record, std::string_view line);
     void show(std::string_view lines);
+    void showOnConsole(std::string_view lines);
     void writeOut();
-    int reportLosses();
+    bool isBehind() const noexcept { return losses_.any() || !waiting_.empty(); }
+    int reportLossesInFile();
+    void reportLossesOnConsole();
     void showInsteadOfFile(int error);
     void finish(std::unique_lock<std::mutex>& lock);
+    bool lockToFinish(std::unique_lock<std::mutex>& lock) const;
 
     const Environment environment_;
 
@@ -74,8 +83,11 @@ private:
     bool fileIsUnusable_ = false;
 
     RecordForm form_;
-    LineBuffer waiting_;  // for a destination, or for the file
-    Losses losses_;
+    LineBuffer waiting_;             // for a destination, or for the file
+    bool waitingWereShown_ = false;  // on the console too
+    Losses losses_;                  // of records for the file, or for a destination
+    Losses consoleLosses_;
+    int retries_ = 0;  // by the timer, since the last record
     FlushTimer timer_;
     ConsoleAppender console_;
     std::optional<SystemLogAppender> systemLog_;

@@ -34,6 +34,13 @@ void LineBuffer::removeLast(std::size_t size) noexcept {
     }
 }
 
+void LineBuffer::removeFirst(std::size_t size) {
+    start_ += size;
+    if (empty()) {
+        clear();
+    }
+}
+
 std::uint64_t LineBuffer::dropOldest(std::size_t capacity) {
     if (size() <= capacity) {
         return 0;

@@ -25,6 +25,9 @@ public:
     /// Takes the newest `size` bytes out again.
     void removeLast(std::size_t size) noexcept;
 
+    /// Takes the oldest `size` bytes, whole lines, out.
+    void removeFirst(std::size_t size);
+
     /// Drops the oldest lines until at most `capacity` bytes are left. Returns how many lines it dropped.
     std::uint64_t dropOldest(std::size_t capacity);
 

@@ -6,6 +6,7 @@
 #include <mutex>
 #include <vector>
 
+#include "NoCancellation.h"
 #include "ProcessIdentity.h"
 
 namespace DPL::dpllogger {
@@ -38,6 +39,7 @@ void afterForkInParent() {
 }
 
 void afterForkInChild() {
+    const NoCancellation noCancellation;
     renewProcessIdentity();
     for (ProcessHooks* const hooks : members().hooks) {
         hooks->startAnewInChild();
@@ -51,6 +53,7 @@ struct AtExit {
     AtExit(const AtExit&) = delete;
     AtExit& operator=(const AtExit&) = delete;
     ~AtExit() {
+        const NoCancellation noCancellation;
         const std::lock_guard lock(members().mutex);
         for (ProcessHooks* const hooks : members().hooks) {
             hooks->finish();

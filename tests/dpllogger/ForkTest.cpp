@@ -150,6 +150,31 @@ TEST(LogFork, WorksWhileOtherThreadsLog) {
     EXPECT_EQ(std::count(messages.begin(), messages.end(), "parent"), logged);
 }
 
+TEST(LogFork, TheChildGetsLoggersThoughTheParentsThreadsWereMakingSome) {
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i) {
+        threads.emplace_back([&stop, i] {
+            for (int number = 0; !stop; ++number) {
+                DPLLogger_getLogger((std::to_string(i) + ' ' + std::to_string(number % 1000)).c_str());
+            }
+        });
+    }
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_TRUE(inFork([i] {
+            alarm(60);
+            const std::string name = "child's " + std::to_string(i);
+            if (DPLLogger_getLogger("0 0") == nullptr || DPLLogger_getName(DPLLogger_getLogger(name.c_str())) != name) {
+                _exit(1);
+            }
+        })) << i;
+    }
+    stop = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+}
+
 TEST(LogFork, NoDescriptorOfTheLogIsInheritedByAProgram) {
     const logreader::TemporaryFolder folder;
     LogController controller;
