@@ -5,6 +5,7 @@
 
 #include <string_view>
 
+#include "NoCancellation.h"
 #include "PathStrings.h"
 
 namespace VDIFrameworkCommon {
@@ -12,6 +13,7 @@ namespace VDIFrameworkCommon {
 namespace {
 
 DIR* openDirectory(const char* path, Links links) noexcept {
+    const NoCancellation noCancellation;
     const int noFollow = links == Links::Refuse ? O_NOFOLLOW : 0;
     const int descriptor = ::open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC | noFollow);
     if (descriptor < 0) {
@@ -32,6 +34,7 @@ DirectoryReader::DirectoryReader(const std::string& path, Links links) noexcept
 
 DirectoryReader::~DirectoryReader() {
     if (stream_ != nullptr) {
+        const NoCancellation noCancellation;
         ::closedir(stream_);
     }
 }
@@ -41,6 +44,7 @@ int DirectoryReader::descriptor() const noexcept {
 }
 
 const dirent* DirectoryReader::next() noexcept {
+    const NoCancellation noCancellation;
     const dirent* entry = nullptr;
     while (stream_ != nullptr && (entry = ::readdir(stream_)) != nullptr) {
         const std::string_view name(entry->d_name);

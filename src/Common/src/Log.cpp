@@ -1,6 +1,7 @@
 #include "Log.h"
 
 #include "ControllerLease.h"
+#include "NoCancellation.h"
 
 namespace VDIFrameworkCommon::log {
 
@@ -29,6 +30,7 @@ Source::Source(const char* loggerName, const char* path) : path_(&neverDestroyed
 
 void Source::write(DPLLogLevel level, int line, const std::string& function,
                    std::initializer_list<Piece> message) const noexcept {
+    const NoCancellation noCancellation;
     const ControllerLease lease;
     if (lease.controller() == nullptr || name_ == nullptr) {
         return;

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "NoCancellation.h"
 #include "PathStrings.h"
 
 namespace VDIFrameworkCommon {
@@ -17,6 +18,7 @@ constexpr mode_t readAndWriteForAll = 0666;
 // Repeats a system call that a signal has interrupted.
 template <typename Call>
 auto uninterrupted(Call call) noexcept {
+    const NoCancellation noCancellation;
     auto result = call();
     while (result < 0 && errno == EINTR) {
         result = call();
@@ -68,6 +70,7 @@ bool OpenFile::write(const void* data, std::size_t size) const noexcept {
 }
 
 bool OpenFile::close() noexcept {
+    const NoCancellation noCancellation;
     const int descriptor = std::exchange(descriptor_, -1);
     // Not repeated when interrupted: the descriptor is gone all the same, and may be another file's by now.
     return descriptor < 0 || ::close(descriptor) == 0 || errno == EINTR;
