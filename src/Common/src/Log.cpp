@@ -1,5 +1,7 @@
 #include "Log.h"
 
+#include <algorithm>
+
 #include "ControllerLease.h"
 #include "NoCancellation.h"
 
@@ -8,9 +10,15 @@ namespace VDIFrameworkCommon::log {
 namespace {
 
 void join(std::string& message, std::initializer_list<Piece> pieces) {
-    message.clear();
+    std::size_t size = 0;
     for (const Piece& piece : pieces) {
-        message.append(piece.text());
+        size += piece.text().size();
+    }
+    // Records of one size follow each other, so this mostly does nothing.
+    message.resize(size);
+    char* end = message.data();
+    for (const Piece& piece : pieces) {
+        end = std::copy_n(piece.text().data(), piece.text().size(), end);
     }
 }
 
