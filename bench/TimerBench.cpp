@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <ctime>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -108,18 +109,17 @@ void floorArmCancel(benchmark::State& state) {
         table.emplace_hint(table.end(), ++id, nullptr);
         const std::lock_guard third(loopMutex);
         loop.emplace_hint(loop.end(), std::pair{due, id}, nullptr);
-        return due;
     };
     for (int64_t i = 0; i < state.range(0); ++i) {
         arm();
     }
     for (auto _ : state) {
-        const auto due = arm();
+        arm();
         const std::lock_guard first(tableMutex);
         const std::lock_guard second(timerMutex);
-        table.erase(id);
+        table.erase(std::prev(table.end()));
         const std::lock_guard third(loopMutex);
-        loop.erase({due, id});
+        loop.erase(std::prev(loop.end()));
     }
 }
 
