@@ -2,6 +2,8 @@
 // which keep their condition and mostly offer less.
 
 #include <VDIFrameworkCommon/MacosxEvent.h>
+#include <VDIFrameworkCommon/NamedCondition.h>
+#include <VDIFrameworkCommon/SharedMemory.h>
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -11,6 +13,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <ctime>
@@ -31,29 +34,72 @@ using namespace VDIFrameworkCommon;
 
 const std::string prefix = "vdi-bench-" + std::to_string(getpid()) + "-";
 
+/// An event of the library, and its objects' end: a waiter that is killed stays registered, and would cost the next
+/// round.
 class Ours {
 public:
-    explicit Ours(const std::string& name) : event_(CreateEventA(nullptr, false, false, (prefix + name).c_str())) {}
+    explicit Ours(const std::string& name)
+        : name_(prefix + name), event_(CreateEventA(nullptr, false, false, name_.c_str())) {}
+    ~Ours() {
+        CloseHandle(event_);
+        shm_unlink_mac(name_ + "_event");
+        shm_unlink_mac(name_ + "_event0");
+    }
+    Ours(const Ours&) = delete;
+    Ours& operator=(const Ours&) = delete;
     void set() { SetEvent(event_); }
     void wait() { WaitForSingleObject(event_, INFINITE); }
     void poll() { WaitForSingleObject(event_, 0); }
+    void reset() { ResetEvent(event_); }
 
 private:
+    std::string name_;
     t_HANDLE* event_;
+};
+
+/// The same through a condition, whose mutex the waiter holds between its waits.
+class OurCondition {
+public:
+    explicit OurCondition(const std::string& name) : name_(prefix + name) {
+        mutex_.create(name_.c_str());
+        condition_.create(name_.c_str());
+        mutex_.lock();
+    }
+    ~OurCondition() {
+        const std::string logicalName = std::to_string(geteuid()) + "DEFVDI_" + name_;
+        shm_unlink_mac(logicalName + "_mutex");
+        shm_unlink_mac(logicalName + "_event");
+        shm_unlink_mac(logicalName + "_event0");
+    }
+    OurCondition(const OurCondition&) = delete;
+    OurCondition& operator=(const OurCondition&) = delete;
+    void set() { condition_.notify(); }
+    void wait() { condition_.timed_wait(mutex_, INT_MAX); }
+
+private:
+    std::string name_;
+    NamedMutex mutex_;
+    NamedCondition condition_;
 };
 
 // What no implementation of these events can leave out: each wait makes, sizes, maps, unmaps and removes an object with
 // an initialised condition; each set opens, signals and removes those of the waiters. Errors are not looked at.
 class Floor {
 public:
-    explicit Floor(const std::string& name) : waiter_("/" + prefix + name + "-waiter") {
-        const std::string object = "/" + prefix + name;
-        event_ = static_cast<t_HANDLE*>(map(object.c_str(), sizeof(t_HANDLE)));
+    explicit Floor(const std::string& name) : object_("/" + prefix + name), waiter_(object_ + "-waiter") {
+        event_ = static_cast<t_HANDLE*>(map(object_.c_str(), sizeof(t_HANDLE)));
         pthread_mutexattr_t attributes;
         pthread_mutexattr_init(&attributes);
         pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
         pthread_mutex_init(&event_->mutex, &attributes);
     }
+    ~Floor() {
+        munmap(event_, sizeof *event_);
+        shm_unlink(object_.c_str());
+        shm_unlink(waiter_.c_str());
+    }
+    Floor(const Floor&) = delete;
+    Floor& operator=(const Floor&) = delete;
 
     void set() {
         pthread_mutex_lock(&event_->mutex);
@@ -64,6 +110,12 @@ public:
             munmap(waiter, sizeof *waiter);
             shm_unlink(waiter_.c_str());
         }
+        pthread_mutex_unlock(&event_->mutex);
+    }
+
+    void reset() {
+        pthread_mutex_lock(&event_->mutex);
+        event_->signaled = 0;
         pthread_mutex_unlock(&event_->mutex);
     }
 
@@ -110,6 +162,7 @@ private:
         pthread_mutex_unlock(&event_->mutex);
     }
 
+    std::string object_;
     std::string waiter_;
     t_HANDLE* event_;
 };
@@ -118,12 +171,16 @@ private:
 class BoostSemaphore {
 public:
     explicit BoostSemaphore(const std::string& name)
-        : semaphore_(boost::interprocess::open_or_create, (prefix + name).c_str(), 0) {}
+        : name_(prefix + name), semaphore_(boost::interprocess::open_or_create, name_.c_str(), 0) {}
     void set() { semaphore_.post(); }
     void wait() { semaphore_.wait(); }
     void poll() { semaphore_.try_wait(); }
+    ~BoostSemaphore() { boost::interprocess::named_semaphore::remove(name_.c_str()); }
+    BoostSemaphore(const BoostSemaphore&) = delete;
+    BoostSemaphore& operator=(const BoostSemaphore&) = delete;
 
 private:
+    std::string name_;
     boost::interprocess::named_semaphore semaphore_;
 };
 #endif
@@ -157,11 +214,12 @@ void poll(benchmark::State& state) {
     }
 }
 
+template <typename Event>
 void setAndReset(benchmark::State& state) {
-    t_HANDLE* const event = CreateEventA(nullptr, false, false, (prefix + "reset").c_str());
+    Event event("reset");
     for (auto _ : state) {
-        SetEvent(event);
-        ResetEvent(event);
+        event.set();
+        event.reset();
     }
 }
 
@@ -170,6 +228,7 @@ void createAndClose(benchmark::State& state) {
     for (auto _ : state) {
         CloseHandle(CreateEventA(nullptr, false, false, name.c_str()));
     }
+    shm_unlink_mac(name + "_event");
 }
 
 // A round trip between two processes. Both open the events before either uses them: opening one frees its mutex.
@@ -208,8 +267,11 @@ const bool added = [] {
     RegisterBenchmark("set+wait/floor", setAndWait<Floor>);
     RegisterBenchmark("poll, not signalled/ours", poll<Ours>);
     RegisterBenchmark("poll, not signalled/floor", poll<Floor>);
-    RegisterBenchmark("set+reset/ours", setAndReset);
+    RegisterBenchmark("set+reset/ours", setAndReset<Ours>);
+    RegisterBenchmark("set+reset/floor", setAndReset<Floor>);
     RegisterBenchmark("create+close/ours", createAndClose);
+    RegisterBenchmark("notify+timed_wait/ours", setAndWait<OurCondition>);
+    addPingPong<OurCondition>("condition ping-pong/ours");
     addPingPong<Ours>("ping-pong/ours");
     addPingPong<Floor>("ping-pong/floor");
 #ifdef VDI_BENCH_BOOST
