@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "ControllerLease.h"
-#include "NoCancellation.h"
 
 namespace VDIFrameworkCommon::log {
 
@@ -38,7 +37,6 @@ Source::Source(const char* loggerName, const char* path) : path_(&neverDestroyed
 
 void Source::write(DPLLogLevel level, int line, const std::string& function,
                    std::initializer_list<Piece> message) const noexcept {
-    const NoCancellation noCancellation;
     const ControllerLease lease;
     if (lease.controller() == nullptr || name_ == nullptr) {
         return;
