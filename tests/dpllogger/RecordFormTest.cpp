@@ -178,9 +178,12 @@ TEST_F(RecordForm, AHugeMessageIsOneRecord) {
     EXPECT_TRUE(lines[0].message == message);
 }
 
-// Any bytes, drawn so that plain text, escapes and multi-byte sequences meet at every alignment.
+// Any bytes, drawn so that plain text, escapes and multi-byte sequences meet at every alignment. The same ones in each
+// run, others with --gtest_shuffle.
 class RandomText {
 public:
+    explicit RandomText(int seed) : engine_(20261121U + static_cast<unsigned>(seed)) {}
+
     std::string next() {
         static const std::string pieces[] = {"\n",           "\\",           " ",    ":",         "\\x4", "\xC3\xBC",
                                              "\xE2\x80\xA8", "\xF0\x9F\x99", "\x7F", "plain text"};
@@ -203,12 +206,14 @@ public:
 
 private:
     unsigned draw(std::size_t choices) { return static_cast<unsigned>(engine_() % choices); }
-    std::mt19937 engine_{20261121};
+    std::mt19937 engine_;
 };
 
 TEST_F(RecordForm, AnyBytesParseBackToTheRecord) {
     constexpr int count = 20000;
-    RandomText text;
+    const int seed = testing::UnitTest::GetInstance()->random_seed();
+    SCOPED_TRACE("--gtest_shuffle --gtest_random_seed=" + std::to_string(seed));
+    RandomText text(seed);
     std::vector<Line> records;
     controller_.setLogLevel(DPL_ALL);
     for (int i = 0; i < count; ++i) {
