@@ -1,0 +1,138 @@
+#include <CLI/CLI.hpp>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include "Command.h"
+#include "Json.h"
+#include "Owner.h"
+#include "survey/Groups.h"
+#include "survey/SurveyJson.h"
+#include "survey/SurveyText.h"
+#include "survey/Words.h"
+#include "watch/Changes.h"
+#include "watch/Watcher.h"
+
+namespace vdictl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr int refreshSeconds = 10;  // of the live view, for the ages in it
+constexpr int longestWaitSeconds = 3600;
+
+struct Options {
+    Owner owner;
+    bool log = false;
+    bool waiters = false;
+};
+
+// Waiting threads come and go all the time.
+bool isAboutWaiters(const Change& change) {
+    return change.kind == "waiters" || change.detail == nameOf(Purpose::Waiter);
+}
+
+std::string timeText(const std::timespec& time) {
+    return utcTime(time) + "  ";
+}
+
+Json json(const Change& change, const std::timespec& time) {
+    Json result;
+    result["time"] = utcTime(time);
+    result["kind"] = change.kind;
+    result["product"] = textOrNull(change.product);
+    result["user"] = change.user;
+    result["pid"] = change.pid != 0 ? Json(change.pid) : Json();
+    result["program"] = textOrNull(change.program);
+    result["object"] = change.object;
+    result["logicalName"] = textOrNull(change.logicalName);
+    result["detail"] = textOrNull(change.detail);
+    return result;
+}
+
+void printChange(const Change& change, const std::timespec& time, const Context& context) {
+    if (context.json) {
+        printJsonLine(json(change, time));
+    } else {
+        print(timeText(time) + textOf(change) + "\n");
+    }
+}
+
+std::string stateOf(const Group& group) {
+    std::string text = std::string(group.product->name) + " user " + std::to_string(group.user) + ": active ";
+    text += group.active ? processText(*group.active->process) : "none";
+    text += "; runners";
+    for (const Agent& runner : group.runners) {
+        text += " " + processText(*runner.process) + (runner.process->isAlive ? "" : " dead");
+    }
+    return text + (group.runners.empty() ? " none" : "");
+}
+
+// The first lines: how it is before anything changes.
+void printStart(const Survey& survey, const Options& options, const Context& context) {
+    if (context.json) {
+        Json start = surveyJson(survey, options.owner);
+        Json line;
+        line["time"] = start["time"];
+        line["kind"] = "start";
+        line["products"] = start["products"];
+        printJsonLine(line);
+        return;
+    }
+    std::string text = timeText(survey.time) + "watching " + sharedFolderPath + "\n";
+    for (const Group& group : groupsOf(survey, options.owner)) {
+        if (group.product != nullptr) {
+            text += timeText(survey.time) + stateOf(group) + "\n";
+        }
+    }
+    print(text);
+}
+
+void logChanges(const Options& options, const Context& context) {
+    Watcher watcher;
+    Survey before = takeSurvey(Look::WithoutMappings, options.owner);
+    watcher.watch(before);
+    printStart(before, options, context);
+    while (watcher.wait(longestWaitSeconds) == Watcher::Reason::Changed) {
+        Survey after = takeSurvey(Look::WithoutMappings, options.owner);
+        watcher.watch(after);
+        for (const Change& change : changesBetween(before, after, options.owner)) {
+            if (options.waiters || !isAboutWaiters(change)) {
+                printChange(change, after.time, context);
+            }
+        }
+        before = std::move(after);
+    }
+}
+
+void showLive(const Options& options, const Context& context) {
+    Watcher watcher;
+    do {
+        const Survey survey = takeSurvey(Look::WithMappings, options.owner);
+        watcher.watch(survey);
+        print("\x1b[H\x1b[2J" + localTime(survey.time) + "\n\n" + surveyText(survey, options.owner, context.terminal));
+    } while (watcher.wait(refreshSeconds) == Watcher::Reason::Changed);
+}
+
+}  // namespace
+
+void addWatch(CLI::App& app, Context& context) {
+    CLI::App* const command = app.add_subcommand("watch", "Show what agents share as it changes");
+    const auto options = std::make_shared<Options>();
+    addOwnerOptions(*command, options->owner);
+    command->get_option("--client")->description("Only this product's: parlet, crews, huddles or unknown");
+    command->get_option("--user")->description("Only this user's, by number or name");
+    addJsonOption(*command, context);
+    command->add_flag("--log", options->log, "A line for each change, as into a pipe, also on a terminal");
+    command->add_flag("--waiters", options->waiters, "Tell also of threads that begin or cease to wait for an event");
+    command->callback([options, &context] {
+        if (options->log || context.json || !context.terminal.isTerminal()) {
+            logChanges(*options, context);
+        } else {
+            showLive(*options, context);
+        }
+    });
+}
+
+}  // namespace vdictl
