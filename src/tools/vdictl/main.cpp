@@ -24,6 +24,9 @@ const char* const exitCodes =
 
 void addCommands(CLI::App& app, Context& context) {
     addPaths(app, context);
+    addStatus(app, context);
+    addWatch(app, context);
+    addDoctor(app, context);
 }
 
 // What is opened later must not become a standard descriptor, and an end of the output is a failure like any other.
