@@ -38,8 +38,9 @@ constexpr int mostReopenings = 1000;
 // How often folders are made that others remove at the same time.
 constexpr int mostFolderAttempts = 3;
 
-// Who appends without the lock may see a line that somebody is about to finish.
-constexpr int looksAtTheTail = 10;
+// Who appends without the lock may see a line that somebody is about to finish. Too little patience, on a busy machine,
+// would leave an empty line behind it.
+constexpr int looksAtTheTail = 200;
 constexpr auto betweenLooks = 10ms;
 
 bool mayPass(int error) {
@@ -236,7 +237,9 @@ bool FileAppender::Access::cut(off_t size, off_t newSize) noexcept {
 
 bool FileAppender::Access::isRemoved() const noexcept {
     struct stat status {};
-    return ::fstat(file_.fd_, &status) == 0 && status.st_nlink == 0;
+    off_t size = 0;
+    // There are file systems that count no links at all, so the name is asked too.
+    return ::fstat(file_.fd_, &status) == 0 && status.st_nlink == 0 && !file_.isCurrent(size);
 }
 
 bool FileAppender::Access::rotate() noexcept {
