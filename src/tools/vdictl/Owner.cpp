@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <cstdlib>
 #include <map>
 #include <system_error>
 
@@ -77,10 +78,16 @@ void addOwnerOptions(CLI::App& command, Owner& owner) {
         ->type_name("USER");
 }
 
-void actFor(const Owner& owner) {
+ActingFor::ActingFor(const Owner& owner) : before_(geteuid()) {
     VDIClientInfo::getInstance()->setClientType(owner.client.value_or(VDIClientType::Unknown));
-    if (owner.user && *owner.user != geteuid() && seteuid(*owner.user) != 0) {
-        throw Failure("user " + std::to_string(*owner.user), "seteuid", errno, "run as this user or as root");
+    if (owner.userOrSelf() != before_ && seteuid(owner.userOrSelf()) != 0) {
+        throw Failure("user " + std::to_string(owner.userOrSelf()), "seteuid", errno, "run as this user or as root");
+    }
+}
+
+ActingFor::~ActingFor() {
+    if (geteuid() != before_ && seteuid(before_) != 0) {
+        std::abort();  // going on with another user's rights is worse
     }
 }
 

@@ -33,8 +33,18 @@ void addOwnerOptions(CLI::App& command, Owner& owner);
 /// What the names of a product's objects begin with after the user: "CRVDI_".
 std::string_view clientPrefix(VDIFrameworkCommon::VDIClientType::VDIClientTypeEnum client);
 
-/// Becomes the effective user of the owner and takes on the product, so that what the library makes from now on belongs
-/// to them. Throws `Failure` when this process may not.
-void actFor(const Owner& owner);
+/// While it lives, the process is the owner's effective user and has its product, so that what the library makes
+/// belongs to them.
+class ActingFor {
+public:
+    /// Throws `Failure` when this process may not.
+    explicit ActingFor(const Owner& owner);
+    ~ActingFor();
+    ActingFor(const ActingFor&) = delete;
+    ActingFor& operator=(const ActingFor&) = delete;
+
+private:
+    uid_t before_;
+};
 
 }  // namespace vdictl

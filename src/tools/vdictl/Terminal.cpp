@@ -62,6 +62,9 @@ Character firstOf(std::string_view text) {
 
 // Negative for what does not print. The program's own locale stays "C", in which the library's answers are defined.
 int columnsOf(wchar_t code) {
+    if (code == 0) {
+        return -1;
+    }
     static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     if (utf8 == nullptr) {
         return code < 0x20 || (code >= 0x7F && code < 0xA0) ? -1 : 1;
@@ -154,14 +157,12 @@ std::string cutToColumns(std::string_view text, std::size_t columns) {
     return columns == 0 ? "" : result + "…";
 }
 
-std::string printable(std::string_view bytes) {
+std::string visible(std::string_view bytes) {
     std::string result;
     while (!bytes.empty()) {
         const Character next = firstOf(bytes);
         const std::string_view part = bytes.substr(0, next.size);
-        if (part == "\\") {
-            result += "\\\\";
-        } else if (next.isValid && columnsOf(next.code) >= 0) {
+        if (next.isValid && columnsOf(next.code) >= 0) {
             result += part;
         } else {
             for (const char byte : part) {
@@ -171,6 +172,14 @@ std::string printable(std::string_view bytes) {
         bytes.remove_prefix(next.size);
     }
     return result;
+}
+
+std::string printable(std::string_view bytes) {
+    std::string result;
+    for (std::size_t end = 0; (end = bytes.find('\\')) != std::string_view::npos; bytes.remove_prefix(end + 1)) {
+        result += visible(bytes.substr(0, end)) + "\\\\";
+    }
+    return result + visible(bytes);
 }
 
 void print(std::string_view text) {

@@ -45,6 +45,9 @@ std::string cutToColumns(std::string_view text, std::size_t columns);
 /// UTF-8 and control characters. A backslash is doubled, so that the bytes can be told.
 std::string printable(std::string_view bytes);
 
+/// As `printable`, but with backslashes as they are: for texts whose backslashes mean something.
+std::string visible(std::string_view bytes);
+
 /// Writes to standard output, whole, at once; throws `Failure` when that is not possible.
 void print(std::string_view text);
 
