@@ -23,13 +23,23 @@ const char* const exitCodes =
     "command ends with.";
 
 void addCommands(CLI::App& app, Context& context) {
+    addEvent(app, context);
+    addLock(app, context);
+    addName(app, context);
+    addRunning(app, context);
+    addLaunch(app, context);
+    addTerminate(app, context);
+    addWaitExit(app, context);
+    addMessage(app, context);
+    addCheck(app, context);
+    addJid(app, context);
     addPaths(app, context);
     addStatus(app, context);
     addWatch(app, context);
     addDoctor(app, context);
 }
 
-// What is opened later must not become a standard descriptor, and an end of the output is a failure like any other.
+// What is opened later must not become a standard descriptor.
 void settleStandardDescriptors() {
     int fd = 0;
     while ((fd = open("/dev/null", O_RDWR)) >= 0 && fd <= STDERR_FILENO) {

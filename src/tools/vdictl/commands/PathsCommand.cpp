@@ -22,7 +22,7 @@ std::vector<std::pair<std::string, std::string>> knownPaths() {
             {"roaming", FileUtils::getRoamingBaseDirectory()},
             {"history", FileUtils::getHistoryDirectory()},
             {"trace", FileUtils::getTraceDir()},
-            {"sdk-trace", FileUtils::getMurmurkitCppTraceDir()},
+            {"sdkTrace", FileUtils::getMurmurkitCppTraceDir()},
             {"config", FileUtils::getConfigDirectory()},
             {"credentials", FileUtils::getCredentialsDirectory()},
             {"security", FileUtils::getSecurityDirectory()},
@@ -51,6 +51,10 @@ void showPaths(const Context& context) {
 
 void addPaths(CLI::App& app, Context& context) {
     CLI::App* const command = app.add_subcommand("paths", "Show the folders and files of a client");
+    command->add_option_function<std::string>("--app", FileUtils::setAppIdentifier, "Application; by default Parlet")
+        ->type_name("NAME");
+    command->add_option_function<std::string>("--company", FileUtils::setCompanyName, "Company; by default Tavix")
+        ->type_name("NAME");
     addJsonOption(*command, context);
     command->callback([&context] { showPaths(context); });
 }
