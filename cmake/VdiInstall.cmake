@@ -17,6 +17,16 @@ install(FILES
     ${PROJECT_BINARY_DIR}/VDIFrameworkCommonConfig.cmake
     ${PROJECT_BINARY_DIR}/VDIFrameworkCommonConfigVersion.cmake
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/VDIFrameworkCommon COMPONENT Development)
+
+# Relative, so that the tree may be moved after it was installed.
+file(RELATIVE_PATH VDI_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" VDI_PC_TO_PREFIX "${VDI_PC_TO_PREFIX}")
+foreach(library VDIFrameworkCommon tavixhuddleslogger)
+    configure_file(cmake/${library}.pc.in ${PROJECT_BINARY_DIR}/${library}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
+endforeach()
+
 if(VDI_BUILD_TOOLS)
-    install(TARGETS vdi-agent RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
+    install(TARGETS vdi-agent vdictl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
 endif()
