@@ -1,0 +1,17 @@
+# Fails if the library does not export exactly what the kept list says: hosts that were built against it rely on every name.
+execute_process(COMMAND ${NM} -DC --defined-only ${LIBRARY}
+    OUTPUT_VARIABLE symbols OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX REPLACE "(^|\n)[0-9a-f]+ " "\\1" symbols "${symbols}")
+file(STRINGS ${LIST} kept)
+string(REPLACE ";" "\\;" symbols "${symbols}")
+string(REPLACE "\n" ";" symbols "${symbols}")
+list(REMOVE_DUPLICATES symbols)
+set(lost ${kept})
+list(REMOVE_ITEM lost ${symbols})
+set(added ${symbols})
+list(REMOVE_ITEM added ${kept})
+if(lost OR added)
+    list(JOIN lost "\n  " lost)
+    list(JOIN added "\n  " added)
+    message(FATAL_ERROR "no longer exported:\n  ${lost}\nexported, but not in ${LIST}:\n  ${added}")
+endif()
