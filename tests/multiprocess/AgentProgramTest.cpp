@@ -4,12 +4,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <thread>
@@ -21,40 +24,46 @@ namespace {
 using testing::HasSubstr;
 using testing::StartsWith;
 
-/// A running vdi-agent with pipes at its standard descriptors.
+/// What a vdi-agent has at its standard descriptors.
+enum class Ends { Pipes, PipesThatDoNotBlock, Terminal };
+
+/// A running vdi-agent.
 class AgentProgram {
 public:
-    explicit AgentProgram(std::vector<std::string> arguments, rlim_t descriptors = 256) {
-        int in[2];
-        int out[2];
-        EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
-        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+    explicit AgentProgram(std::vector<std::string> arguments, Ends ends = Ends::Pipes, rlim_t descriptors = 256) {
         arguments.insert(arguments.begin(), VDI_AGENT);
         std::vector<char*> words;
         for (std::string& argument : arguments) {
             words.push_back(argument.data());
         }
         words.push_back(nullptr);
+        const auto [in, out] = ends == Ends::Terminal ? openTerminal() : openPipes();
         pid_ = fork();
         if (pid_ == 0) {
-            dup2(in[0], STDIN_FILENO);
-            dup2(out[1], STDOUT_FILENO);
-            dup2(out[1], STDERR_FILENO);
+            setsid();
+            if (ends == Ends::Terminal) {
+                ioctl(in, TIOCSCTTY, 0);
+            }
+            dup2(in, STDIN_FILENO);
+            dup2(out, STDOUT_FILENO);
+            dup2(out, STDERR_FILENO);
+            if (ends == Ends::PipesThatDoNotBlock) {
+                fcntl(STDIN_FILENO, F_SETFL, O_NONBLOCK);
+                fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
+            }
             const rlimit limit{descriptors, descriptors};
             setrlimit(RLIMIT_NOFILE, &limit);
             execv(VDI_AGENT, words.data());
             _exit(127);
         }
-        close(in[0]);
-        close(out[1]);
-        input_ = in[1];
-        output_ = out[0];
+        close(in);
+        close(out);
     }
     ~AgentProgram() {
         if (pid_ > 0) {
             kill(SIGKILL);
         }
-        close(input_);
+        closeInput();
         close(output_);
     }
     AgentProgram(const AgentProgram&) = delete;
@@ -68,6 +77,22 @@ public:
     void closeInput() {
         close(input_);
         input_ = -1;
+    }
+    void hangUp() {
+        closeInput();
+        close(output_);
+        output_ = -1;
+    }
+
+    /// Waits until the program cannot write any more before something is read.
+    void waitUntilItsOutputIsFull() const {
+        constexpr int leastFree = 4096;
+        const int room = fcntl(output_, F_GETPIPE_SZ);
+        int waiting = 0;
+        while (waiting < room - leastFree) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            ASSERT_EQ(ioctl(output_, FIONREAD, &waiting), 0);
+        }
     }
 
     /// The next line; empty at the end of the output.
@@ -83,7 +108,9 @@ public:
             }
             pending_.append(buffer, static_cast<std::size_t>(got));
         }
-        const std::string line = pending_.substr(0, end);
+        // A terminal ends lines in its own way.
+        const bool hasReturn = isatty(input_) != 0 && end > 0 && pending_[end - 1] == '\r';
+        const std::string line = pending_.substr(0, hasReturn ? end - 1 : end);
         pending_.erase(0, end + 1);
         return line;
     }
@@ -127,6 +154,28 @@ public:
     }
 
 private:
+    // What the program gets; the other ends are kept.
+    std::pair<int, int> openPipes() {
+        int in[2];
+        int out[2];
+        EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
+        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+        input_ = in[1];
+        output_ = out[0];
+        return {in[0], out[1]};
+    }
+    std::pair<int, int> openTerminal() {
+        input_ = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+        EXPECT_EQ(grantpt(input_), 0);
+        EXPECT_EQ(unlockpt(input_), 0);
+        output_ = fcntl(input_, F_DUPFD_CLOEXEC, 0);
+        char name[64];
+        EXPECT_EQ(ptsname_r(input_, name, sizeof name), 0);
+        const int terminal = open(name, O_RDWR | O_NOCTTY | O_CLOEXEC);
+        EXPECT_GE(terminal, 0);
+        return {terminal, fcntl(terminal, F_DUPFD_CLOEXEC, 0)};
+    }
+
     pid_t pid_ = -1;
     int input_ = -1;
     int output_ = -1;
@@ -193,8 +242,140 @@ TEST(AgentProgram, AnswersWhatItDoesNotUnderstand) {
     EXPECT_THAT(agent.ask("ping"), StartsWith("ok|ping|"));
 }
 
+TEST(AgentProgram, AnswersEveryMalformedLineOnce) {
+    AgentProgram agent(huddles());
+    const std::string malformed[] = {"PING",
+                                     " ping",
+                                     "ping ",
+                                     "ping\tping",
+                                     std::string("ping\0", 5),
+                                     std::string("\0", 1),
+                                     "\r",
+                                     "|",
+                                     "| |",
+                                     "\xFF\xFE",
+                                     "\xED\xA0\x80|\xC0\x80",
+                                     "ping|1|2|3",
+                                     "who|me",
+                                     "validate",
+                                     "validate||",
+                                     "validate|jid||",
+                                     "validate|jid|a|b",
+                                     "validate|JID|a@b.c",
+                                     "escape",
+                                     "escape|a|b",
+                                     "unescape|",
+                                     "paths|all",
+                                     "quit|now",
+                                     "ok|ping|1",
+                                     "error|malformed|no field",
+                                     std::string(1U << 20U, '|'),
+                                     std::string((1U << 20U) - 1, 'x')};
+    for (const std::string& line : malformed) {
+        std::thread writer([&] { agent.write(line + "\nping\n"); });
+        EXPECT_THAT(agent.answer(), StartsWith("error|")) << line.substr(0, 40);
+        EXPECT_THAT(agent.answer(), StartsWith("ok|ping|")) << line.substr(0, 40);
+        writer.join();
+    }
+}
+
+TEST(AgentProgram, AnswersALineOfTenMegabytesWithAnError) {
+    AgentProgram agent(huddles());
+    constexpr std::size_t size = 10'000'000;
+    std::thread writer([&] { agent.write("unescape|" + std::string(size, 'x') + "\nescape|next\n"); });
+    EXPECT_EQ(agent.answer(), "error|malformed|line too long");
+    EXPECT_EQ(agent.answer(), "ok|escape|next") << "nothing of the long line is taken for a message";
+    const std::string longest(1'000'000, 'y');
+    writer.join();
+    writer = std::thread([&] { agent.write("unescape|" + longest + '\n'); });
+    EXPECT_TRUE(agent.answer() == "ok|unescape|" + longest) << "a long line that may be";
+    writer.join();
+    // The end of the input in the middle of a long line.
+    writer = std::thread([&] {
+        agent.write(std::string(size, 'z'));
+        agent.closeInput();
+    });
+    EXPECT_EQ(agent.answer(), "error|malformed|line too long");
+    writer.join();
+}
+
+TEST(AgentProgram, TakesItsInputByteByByte) {
+    AgentProgram agent(huddles());
+    const std::string answers[] = {"ok|validate|jid|true", "error|malformed|no field", "ok|escape|\xC3\xA4\\20b@c.de",
+                                   "error|unknown message|\xF0\x9F\x98\x80"};
+    for (const char byte : std::string("validate|jid|a@b.c\n\nescape|\xC3\xA4 b@c.de\r\n\xF0\x9F\x98\x80\n")) {
+        agent.write(std::string(1, byte));
+    }
+    for (const std::string& expected : answers) {
+        EXPECT_EQ(agent.answer(), expected);
+    }
+}
+
+TEST(AgentProgram, AnswersTenThousandPings) {
+    for (const Ends ends : {Ends::Pipes, Ends::PipesThatDoNotBlock}) {
+        AgentProgram agent(huddles(), ends);
+        std::string messages;
+        for (int i = 0; i < 10'000; ++i) {
+            messages += "ping\n";
+        }
+        std::thread writer([&] { agent.write(messages + "escape|the last one\n"); });
+        agent.waitUntilItsOutputIsFull();
+        const std::string expected = "ok|ping|" + std::to_string(agent.pid());
+        for (int i = 0; i < 10'000; ++i) {
+            ASSERT_EQ(agent.answer(), expected) << i;
+        }
+        EXPECT_EQ(agent.answer(), "ok|escape|the last one");
+        writer.join();
+    }
+}
+
+TEST(AgentProgram, KeepsTheOrderOfManyMessages) {
+    AgentProgram agent(huddles());
+    std::string messages;
+    for (int i = 0; i < 2000; ++i) {
+        messages += (i % 3 == 0 ? "sing" : "escape|") + std::to_string(i) + '\n';
+    }
+    std::thread writer([&] { agent.write(messages); });
+    for (int i = 0; i < 2000; ++i) {
+        ASSERT_EQ(agent.answer(), (i % 3 == 0 ? "error|unknown message|sing" : "ok|escape|") + std::to_string(i));
+    }
+    writer.join();
+}
+
+TEST(AgentProgram, SpeaksToATerminal) {
+    AgentProgram agent(huddles(), Ends::Terminal);
+    ASSERT_TRUE(agent.says(": active"));
+    EXPECT_EQ(agent.ask("ping"), "ok|ping|" + std::to_string(agent.pid()));
+    EXPECT_EQ(agent.ask("escape|o'b c@d.ef"), "ok|escape|o\\27b\\20c@d.ef");
+    EXPECT_EQ(agent.ask("sing"), "error|unknown message|sing");
+    agent.write("pang\x7F\x7F\x7Fing\n");
+    EXPECT_THAT(agent.answer(), StartsWith("ok|ping|")) << "the terminal lets its user edit";
+    agent.write("ping\x04\x04");
+    EXPECT_TRUE(agent.says("ok|ping|")) << "the user's end of the input, in the middle of a line";
+    agent.write("\x03");
+    EXPECT_TRUE(agent.says(": left, runners: none")) << "the user's interrupt";
+    EXPECT_EQ(agent.end(), 0);
+}
+
+TEST(AgentProgram, QuitsFromATerminal) {
+    AgentProgram agent(huddles(), Ends::Terminal);
+    EXPECT_EQ(agent.ask("quit"), "ok|quit");
+    EXPECT_TRUE(agent.says(": left, runners: none"));
+    EXPECT_EQ(agent.end(), 0);
+}
+
+TEST(AgentProgram, LeavesWhenItsTerminalIsGone) {
+    AgentProgram agent(huddles(), Ends::Terminal);
+    ASSERT_TRUE(agent.says(": active"));
+    agent.hangUp();
+    EXPECT_EQ(agent.end(), 0);
+    AgentProgram show({"--client", "huddles", "--show"});
+    EXPECT_EQ(show.line(), "OrvexHuddles: active none; runners none");
+    EXPECT_EQ(show.end(), 0);
+}
+
 TEST(AgentProgram, ManyMessagesCostNoDescriptors) {
-    AgentProgram agent(huddles(), 64);
+    AgentProgram agent(huddles(), Ends::Pipes, 64);
     for (int i = 0; i < 200; ++i) {
         ASSERT_THAT(agent.ask("who"), StartsWith("ok|who|"));
     }

@@ -34,7 +34,7 @@ const char* const messages =
     "  paths                   ok|paths|NAME|PATH…\n"
     "  quit                    ok|quit, and the agent leaves\n"
     "\n"
-    "The agent leaves on SIGTERM, SIGINT and 'quit'; the end of its input does not end it.\n"
+    "The agent leaves on SIGTERM, SIGINT, SIGHUP (unless ignored) and 'quit'; the end of its input does not end it.\n"
     "Exit codes: 0 left, 1 failure, 2 usage.";
 
 // "12.9.1.3", one to four numbers.

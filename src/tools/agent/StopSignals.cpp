@@ -4,6 +4,8 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <csignal>
 #include <system_error>
 
 namespace agent {
@@ -12,6 +14,11 @@ StopSignals::StopSignals() {
     sigemptyset(&signals_);
     sigaddset(&signals_, SIGTERM);
     sigaddset(&signals_, SIGINT);
+    // The end of the terminal, unless whoever started the agent wants it to outlive that.
+    struct sigaction hangUp {};
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN) {
+        sigaddset(&signals_, SIGHUP);
+    }
     pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
     int ends[2];
     if (pipe(ends) != 0) {
@@ -35,7 +42,10 @@ void StopSignals::run() {
     if (write(writeEnd_, &byte, 1) != 1) {
         _exit(128 + signal);
     }
-    sigwait(&signals_, &signal);
+    // The end of a terminal may be told twice.
+    do {
+        sigwait(&signals_, &signal);
+    } while (signal == SIGHUP);
     _exit(128 + signal);
 }
 

@@ -5,10 +5,10 @@
 
 namespace agent {
 
-/// Turns SIGTERM and SIGINT into a readable descriptor.
+/// Turns SIGTERM, SIGINT and the end of the terminal (SIGHUP, unless it is ignored) into a readable descriptor.
 ///
 /// Made before any other thread, so that every thread has the signals blocked and a thread of its own takes them. A
-/// second signal ends the process at once.
+/// second SIGTERM or SIGINT ends the process at once.
 class StopSignals {
 public:
     StopSignals();
