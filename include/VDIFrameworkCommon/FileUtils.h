@@ -111,12 +111,13 @@ public:
     /// Reads `size` bytes from the place `offset`, which the file must have: their sum, in 32-bit arithmetic, may not
     /// be above its length.
     ///
-    /// \return false also for a negative place or size; `data` is as it was if it was the length
+    /// \return false also for a negative place or size. `data` is as it was if the file is too short or the size
+    ///     negative; otherwise it has the size, and the elements that were not read are what they were, or zero
     static bool getBytesFromFile(const std::string& path, std::vector<unsigned char>& data, int offset, int size);
 
     /// Replaces the contents of a file, making it if there is none.
     ///
-    /// \return false if not all could be written; with a negative size, or without data, the file is as it was
+    /// \return false if not all could be written; with a negative size, or without data, a file keeps its contents
     static bool saveFile(const std::string& path, const char* data, int size);
 
     /// Appends to a file, making it if there is none; with the mode 1 it is `saveFile`.

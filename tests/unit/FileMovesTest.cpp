@@ -240,6 +240,15 @@ TEST_F(MoveFile, OnlyRemovesATargetThatExists) {
     EXPECT_EQ(filesystem::read(top / "to"), "one") << "the second call moves it";
 }
 
+TEST_F(MoveFile, TakesALinkThatLeadsNowhereForNoFile) {
+    filesystem::write(top / "from", "text");
+    ASSERT_EQ(symlink("missing", (top / "to").c_str()), 0);
+    EXPECT_EQ(FileUtils::moveFile(top / "from", top / "to", true), 0);
+    EXPECT_EQ(filesystem::read(top / "to"), "text");
+    EXPECT_FALSE(FileUtils::fileExists(top / "missing"));
+    EXPECT_FALSE(FileUtils::fileExists(top / "from"));
+}
+
 TEST_F(MoveFile, FailsWhenTheTargetExistsAndMayNot) {
     filesystem::write(top / "from", "one");
     filesystem::write(top / "to", "two");

@@ -14,7 +14,8 @@ namespace {
 
 constexpr std::int64_t copyBlock = std::int64_t{256} * 1024;
 
-// Copies as many bytes as the file has now; what cannot be read or written is left out.
+// Copies as many bytes as the file has now; what cannot be read or written is left out. One buffer for all of them
+// would give the same file, but none at all for one that is larger than the memory.
 void copyContents(const OpenFile& from, OpenFile& to, std::int64_t length) {
     const auto blockSize = static_cast<std::size_t>(std::min(length, copyBlock));
     const std::unique_ptr<char[]> block(new char[blockSize]);

@@ -24,26 +24,29 @@ constexpr StreamState failedState = 4;
 // a full disk makes the stream bad in the one case and its closing fail in the other, which readers of records know.
 constexpr int unbufferedSize = 1024;
 
-// Makes `data` hold `size` bytes of the file from the place `offset`. Returns how many could be read; the elements
-// behind them are what they were, or zero. A size that is beyond the memory reads nothing and leaves `data` as it was.
+// Makes `data` hold `size` bytes of the file from the place `offset`. Returns how many could be read, none from a
+// negative place; the elements behind them are what they were, or zero. A size that is beyond the memory reads nothing
+// and leaves `data` as it was.
 std::size_t readInto(std::vector<unsigned char>& data, const OpenFile& file, std::size_t size, std::int64_t offset) {
     try {
         data.resize(size);
     } catch (const std::exception&) {
         return 0;
     }
-    return file.readAt(data.data(), size, offset);
+    return offset < 0 ? 0 : file.readAt(data.data(), size, offset);
 }
 
 // Opens the file for writing and writes all of `data`. Returns the state that a stream would have after its closing.
 StreamState writeFile(const std::string& path, int flags, const char* data, int size) {
-    if (size < 0 || (data == nullptr && size > 0)) {
-        // Refused before the file is opened, so that nothing is lost.
-        return badState;
-    }
-    OpenFile file(path, O_WRONLY | O_CREAT | flags);
+    const bool canWrite = size >= 0 && (data != nullptr || size == 0);
+    // What cannot be written costs an existing file nothing: it is opened, for the record to tell whether that is
+    // possible, but keeps its contents.
+    OpenFile file(path, O_WRONLY | O_CREAT | (canWrite ? flags : flags & ~O_TRUNC));
     if (!file.isOpen()) {
         return failedState;
+    }
+    if (!canWrite) {
+        return badState;
     }
     StreamState state = goodState;
     if (!file.write(data, static_cast<std::size_t>(size))) {
@@ -92,9 +95,8 @@ bool FileUtils::getBytesFromFile(const std::string& path, std::vector<unsigned c
         VDI_LOG(DPL_ERROR, "read size over file length");
         return false;
     }
-    const bool canRead = offset >= 0 && size >= 0;
-    const std::size_t count = canRead ? readInto(data, file, static_cast<std::size_t>(size), offset) : 0;
-    if (!canRead || count < static_cast<std::size_t>(size)) {
+    const std::size_t count = size < 0 ? 0 : readInto(data, file, static_cast<std::size_t>(size), offset);
+    if (offset < 0 || size < 0 || count < static_cast<std::size_t>(size)) {
         VDI_LOG(DPL_ERROR, "Only read ", count, " bytes from ", path, ", need size is ", size);
         return false;
     }
