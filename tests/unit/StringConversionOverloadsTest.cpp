@@ -7,9 +7,12 @@
 #include <string>
 #include <type_traits>
 
+#include "support/Overloads.h"
+
 namespace {
 
 using namespace VDIFrameworkCommon;
+using overloads::has;
 
 using Narrow = const std::string&;
 using Wide = const std::wstring&;
@@ -98,14 +101,11 @@ concept HasOtherDefaults = requires(const Text& text) {
 }
 || requires(const Text& text) {
     toUnsignedLong(text, 0UL);
+}
+|| requires(const Text& text) {
+    toUnsignedShort(text, static_cast<unsigned short>(0));
 };
 static_assert(!HasOtherDefaults<std::string> && !HasOtherDefaults<std::wstring>);
-
-// Taking the address of an overload picks it by its exact type, and linking it shows that the library has it.
-template <typename Result, typename... Arguments>
-bool has(Result (*function)(Arguments...)) {
-    return function != nullptr;
-}
 
 TEST(StringConversionOverloads, AreThoseThatHostsCall) {
     EXPECT_TRUE((has<std::string, Wide>(&TXFStdStringForStdWString)));
