@@ -61,6 +61,11 @@ Extraction<Integer, Character> extract(const Character* at, const Character* end
     const bool below = negative && std::is_signed_v<Integer>;
     const auto limit = static_cast<Unsigned>(static_cast<Unsigned>(Limits::max()) + (below ? 1U : 0U));
     Unsigned magnitude = 0;
+    // So many digits are in range whatever they are.
+    const Character* const safeEnd = end - at > Limits::digits10 ? at + Limits::digits10 : end;
+    for (; at != safeEnd && digitOf(*at) <= 9; ++at) {
+        magnitude = magnitude * 10 + digitOf(*at);
+    }
     for (; at != end; ++at) {
         const unsigned digit = digitOf(*at);
         if (digit > 9) {
@@ -114,9 +119,41 @@ bool startsWithTrue(const Text& text) noexcept {
     return true;
 }
 
+// Wide text in UTF-8, ended by a zero byte: on the stack if it is short and ASCII, as nearly all numbers are.
+class Narrowed {
+public:
+    explicit Narrowed(const std::wstring& text) {
+        if (text.size() < std::size(short_)) {
+            std::uint32_t seen = 0;
+            char* out = short_;
+            for (const wchar_t element : text) {
+                seen |= static_cast<std::uint32_t>(element);
+                *out++ = static_cast<char>(element);
+            }
+            *out = '\0';
+            if (seen <= 0x7F) {
+                text_ = {short_, text.size()};
+                return;
+            }
+        }
+        long_ = utf8::encode(text);
+        text_ = long_;
+    }
+    Narrowed(const Narrowed&) = delete;
+    Narrowed& operator=(const Narrowed&) = delete;
+
+    std::string_view text() const noexcept { return text_; }
+    const char* zeroTerminated() const noexcept { return text_.data(); }
+
+private:
+    char short_[32];
+    std::string long_;
+    std::string_view text_;
+};
+
 // The number that `strtod` would find, if it is one that arithmetic on doubles gives exactly; the locale's decimal
 // point must be the ".". Far cheaper than `strtod`, and enough for nearly all numbers that people write.
-bool exactDouble(const std::string& text, double& value) noexcept {
+bool exactDouble(std::string_view text, double& value) noexcept {
     constexpr double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
                                       1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
     constexpr std::int64_t largestExponent = std::size(powersOfTen) - 1;
@@ -135,10 +172,11 @@ bool exactDouble(const std::string& text, double& value) noexcept {
     return true;
 }
 
-// `strtoul` with base 0. The C library's own takes binary numbers too where it follows a newer standard of the
-// language, and a text must mean the same to every process.
-unsigned long parseUnsignedLong(const char* at) noexcept {
-    while (std::isspace(static_cast<unsigned char>(*at)) != 0) {
+// `strtoul` with base 0, of a zero-terminated text that is ASCII if it is wide. The C library's own takes binary
+// numbers too where it follows a newer standard of the language, and a text must mean the same to every process.
+template <typename Character>
+unsigned long parseUnsignedLong(const Character* at) noexcept {
+    while (digitOf(*at) > 9 && std::isspace(static_cast<unsigned char>(*at)) != 0) {
         ++at;
     }
     const bool negative = *at == '-';
@@ -152,17 +190,19 @@ unsigned long parseUnsignedLong(const char* at) noexcept {
         at += hexadecimal ? 2 : 1;
     }
     constexpr unsigned long largest = std::numeric_limits<unsigned long>::max();
+    // Divided once, by numbers that the compiler knows.
+    const unsigned long mostBeforeADigit = base == 10 ? largest / 10 : largest >> (base == 16 ? 4U : 3U);
     unsigned long magnitude = 0;
     for (;; ++at) {
         unsigned digit = digitOf(*at);
         if (digit > 9) {
-            const unsigned letter = (static_cast<unsigned char>(*at) | 0x20U) - 'a';
+            const unsigned letter = (static_cast<unsigned>(*at) | 0x20U) - 'a';
             digit = letter < 6 ? letter + 10 : base;
         }
         if (digit >= base) {
             return negative ? 0 - magnitude : magnitude;
         }
-        if (magnitude > (largest - digit) / base) {
+        if (magnitude > mostBeforeADigit || magnitude * base > largest - digit) {
             return largest;
         }
         magnitude = magnitude * base + digit;
@@ -218,17 +258,17 @@ unsigned int toUnsignedInt(const std::wstring& text, unsigned int defaultValue) 
 }
 
 double toDouble(const std::wstring& text) {
-    const std::string bytes = utf8::encode(text);
+    const Narrowed narrowed(text);
     double value = 0;
     const std::string_view decimalPoint = nl_langinfo(RADIXCHAR);
-    if (decimalPoint == "." && exactDouble(bytes, value)) {
+    if (decimalPoint == "." && exactDouble(narrowed.text(), value)) {
         return value;
     }
-    return std::strtod(bytes.c_str(), nullptr);
+    return std::strtod(narrowed.zeroTerminated(), nullptr);
 }
 
 unsigned long toUnsignedLong(const std::wstring& text) {
-    return parseUnsignedLong(utf8::encode(text).c_str());
+    return utf8::isAscii(text) ? parseUnsignedLong(text.c_str()) : parseUnsignedLong(utf8::encode(text).c_str());
 }
 
 unsigned short toUnsignedShort(const std::wstring& text) {

@@ -8,7 +8,11 @@ namespace VDIFrameworkCommon {
 
 std::string trimHttpHead(const std::string& url) {
     constexpr std::string_view scheme = "https://";
-    return url.starts_with(scheme) ? url.substr(scheme.size()) : url;
+    std::string_view rest = url;
+    if (rest.starts_with(scheme)) {
+        rest.remove_prefix(scheme.size());
+    }
+    return std::string(rest);
 }
 
 std::string trimUrl(const std::string& url) {

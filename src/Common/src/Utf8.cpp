@@ -182,8 +182,12 @@ std::size_t encodedSize(std::wstring_view text) noexcept {
 
 }  // namespace
 
+bool isAscii(std::wstring_view text) noexcept {
+    return isAscii(text.data(), text.size());
+}
+
 std::string encode(std::wstring_view text) {
-    if (isAscii(text.data(), text.size())) {
+    if (isAscii(text)) {
         return {text.begin(), text.end()};
     }
     if (text.size() <= shortLength) {

@@ -8,6 +8,9 @@
 /// Thread-safe: stateless.
 namespace VDIFrameworkCommon::utf8 {
 
+/// Whether each element of the text is its only byte.
+bool isAscii(std::wstring_view text) noexcept;
+
 /// \throw std::range_error "wstring_convert: to_bytes error" on a surrogate or an element above 0x10FFFF
 std::string encode(std::wstring_view text);
 
