@@ -131,6 +131,8 @@ void addFloatFormatting() {
     add("float to string/stream", floats, [](float value) { return streams::print(value, 9); });
     add("double to wide string/ours", doubles, [](double value) { return toWideString(value); });
     add("double to wide string/stream", doubles, [](double value) { return streams::printWide(value); });
+    add("float to wide string/ours", floats, [](float value) { return toWideString(value); });
+    add("float to wide string/stream", floats, [](float value) { return streams::printWide(value); });
     add("bool to string/ours", bools, [](bool value) { return toString(value); });
     add("bool to string/stream", bools, [](bool value) { return streams::print(value); });
 #ifdef VDI_BENCH_ABSL
@@ -142,6 +144,14 @@ void addFloatFormatting() {
     add("float to string/fmt::format", floats, [](float value) { return fmt::format("{:.9g}", value); });
     add("double to wide string/fmt::format", doubles, [](double value) { return fmt::format(L"{:g}", value); });
     add("bool to string/fmt::format", bools, [](bool value) { return fmt::format("{}", value); });
+#endif
+#ifdef VDI_BENCH_BOOST
+    add("double to string/~boost::lexical_cast (17 digits)", doubles,
+        [](double value) { return boost::lexical_cast<std::string>(value); });
+#endif
+#ifdef VDI_BENCH_POCO
+    add("double to string/~Poco::NumberFormatter (15 digits)", doubles,
+        [](double value) { return Poco::NumberFormatter::format(value); });
 #endif
 #ifdef VDI_BENCH_QT
     add("double to string/QString::number", doubles, [](double value) { return QString::number(value); });
@@ -168,6 +178,8 @@ void addIntegerParsing() {
     add("wide string to unsigned long/ours", wideInts, [](const std::wstring& text) { return toUnsignedLong(text); });
     add("wide string to unsigned long/wcstoul", wideInts,
         [](const std::wstring& text) { return std::wcstoul(text.c_str(), nullptr, 0); });
+    add("wide string to unsigned long/converter and strtoul", wideInts,
+        [](const std::wstring& text) { return std::strtoul(streams::Utf8().to_bytes(text).c_str(), nullptr, 0); });
 #ifdef VDI_BENCH_ABSL
     const auto simpleAtoi = [](const std::string& text) {
         int value = -1;
@@ -181,6 +193,16 @@ void addIntegerParsing() {
         int value = -1;
         return boost::conversion::try_lexical_convert(text, value) ? value : -1;
     });
+#endif
+#ifdef VDI_BENCH_QT
+    const std::vector<QString> qtInts = [] {
+        std::vector<QString> result;
+        for (const std::string& text : intTexts) {
+            result.push_back(QString::fromStdString(text));
+        }
+        return result;
+    }();
+    add("string to int, strict/QString::toInt", qtInts, [](const QString& text) { return text.toInt(); });
 #endif
 #ifdef VDI_BENCH_POCO
     add("string to int, strict/Poco::NumberParser", intTexts, [](const std::string& text) {
@@ -200,6 +222,9 @@ void addOtherParsing() {
     add("wide string to double/ours", wideFloats, [](const std::wstring& text) { return toDouble(text); });
     add("wide string to double/wcstod", wideFloats,
         [](const std::wstring& text) { return std::wcstod(text.c_str(), nullptr); });
+    add("wide string to double/std::stod", wideFloats, [](const std::wstring& text) { return std::stod(text); });
+    add("wide string to double/converter and strtod", wideFloats,
+        [](const std::wstring& text) { return std::strtod(streams::Utf8().to_bytes(text).c_str(), nullptr); });
     add("string to bool/ours", boolTexts, [](const std::string& text) { return toBool(text); });
     add("string to bool/stream", boolTexts,
         [](const std::string& text) { return streams::extract<bool>(toLowercase(text)); });

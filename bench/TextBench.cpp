@@ -9,9 +9,12 @@
 #include <string_view>
 #include <vector>
 
+#include "support/StreamConversions.h"
+
 #ifdef VDI_BENCH_ABSL
 #include <absl/strings/ascii.h>
 #include <absl/strings/match.h>
+#include <absl/strings/str_join.h>
 #include <absl/strings/str_replace.h>
 #include <absl/strings/str_split.h>
 #endif
@@ -150,6 +153,11 @@ void splitting() {
     row("split 1000/poco",
         [] { return Poco::StringTokenizer(list1000, ",", Poco::StringTokenizer::TOK_IGNORE_EMPTY).count(); });
 #endif
+#ifdef VDI_BENCH_QT
+    row("split 12/~qt (one separator)",
+        [q = QString::fromStdString(list12).replace(';', ',')] { return q.split(',', Qt::SkipEmptyParts); });
+    row("split 1000/qt", [q = QString::fromStdString(list1000)] { return q.split(',', Qt::SkipEmptyParts); });
+#endif
 }
 
 void replacing() {
@@ -183,6 +191,13 @@ void replacing() {
         replaceAll(s, ' ', '_');
         return s;
     });
+    row("replaceAll character/plain", [] {
+        std::string s = sentence;
+        for (std::size_t pos = s.find(' '); pos != std::string::npos; pos = s.find(' ')) {
+            s[pos] = '_';
+        }
+        return s;
+    });
 #ifdef VDI_BENCH_ABSL
     row("replaceAll 6/absl", [] { return absl::StrReplaceAll(sentence, {{"the", "a"}}); });
     row("replaceAll growing 1000/absl", [] { return absl::StrReplaceAll(list1000, {{",", " and "}}); });
@@ -205,6 +220,11 @@ void replacing() {
     row("replaceAll character/poco", [] { return Poco::translate(sentence, " ", "_"); });
 #endif
 #ifdef VDI_BENCH_QT
+    row("replaceAll 6/qt", [q = QString::fromStdString(sentence), from = QString("the"), to = QString("a")] {
+        return QString(q).replace(from, to);
+    });
+    row("replaceAll growing 1000/qt", [q = QString::fromStdString(list1000), from = QString(","),
+                                       to = QString(" and ")] { return QString(q).replace(from, to); });
     row("replaceAll character/qt", [q = QString::fromStdString(sentence)] { return QString(q).replace(' ', '_'); });
 #endif
 }
@@ -219,6 +239,12 @@ void trimming() {
     row("trim_safe/ours", [] {
         std::string s = padded;
         trim_safe(s);
+        return s;
+    });
+    row("trim_safe/plain", [] {
+        std::string s = padded;
+        s.erase(0, s.find_first_not_of(" \t\n\v\f\r"));
+        s.erase(s.find_last_not_of(" \t\n\v\f\r") + 1, s.size() - 1);
         return s;
     });
     row("clearBlanks/floor", [] {
@@ -249,6 +275,18 @@ void trimming() {
 #endif
 #ifdef VDI_BENCH_BOOST
     row("trim/boost", [] { return boost::trim_copy(padded); });
+    row("trim_safe/boost", [] {
+        std::string s = padded;
+        boost::trim(s);
+        return s;
+    });
+    row("clearBlanks/boost", [] {
+        std::string s = blanks;
+        for (const char* const blank : {" ", "\t", "\n", "\v", "\f", "\r"}) {
+            boost::erase_all(s, blank);
+        }
+        return s;
+    });
 #endif
 #ifdef VDI_BENCH_POCO
     row("trim/poco", [] { return Poco::trim(padded); });
@@ -268,6 +306,8 @@ void trimming() {
 }
 
 void comparing() {
+    row("caseInsensitiveStringCompare/ours", [] { return caseInsensitiveStringCompare(mixed40, other40); });
+    row("caseInsensitiveStringCompare/plain", [] { return plainLower(mixed40).compare(plainLower(other40)); });
     row("caseInsensitiveStringEquals/floor (copies alone)", [] {
         std::string a = mixed40;
         std::string b = other40;
@@ -280,6 +320,11 @@ void comparing() {
     row("caseInsensitiveFind/ours", [n = std::string("THE SEA")] { return caseInsensitiveFind(sentence, n); });
     row("caseInsensitiveRFind/ours", [n = std::string("THE QUICK")] { return caseInsensitiveRFind(sentence, n); });
     row("caseInsensitiveFind/plain", [n = std::string("THE SEA")] { return plainLower(sentence).find(plainLower(n)); });
+    row("caseInsensitiveRFind/plain", [n = std::string("THE QUICK")] {
+        const std::string haystack = plainLower(sentence);
+        const std::string needle = plainLower(n);
+        return std::find_end(haystack.begin(), haystack.end(), needle.begin(), needle.end()) - haystack.begin();
+    });
     row("caseInsensitiveFind/strcasestr",
         [n = std::string("THE SEA")] { return strcasestr(sentence.c_str(), n.c_str()); });
     row("startsWith+endsWith/ours", [p = std::string("The quick"), e = std::string("the sea.")] {
@@ -293,11 +338,32 @@ void comparing() {
 #endif
 #ifdef VDI_BENCH_BOOST
     row("caseInsensitiveStringEquals/boost (no copies)", [] { return boost::iequals(mixed40, other40); });
+    row("startsWith+endsWith/boost", [p = std::string("The quick"), e = std::string("the sea.")] {
+        return boost::starts_with(sentence, p) && boost::ends_with(sentence, e);
+    });
+    row("caseInsensitiveRFind/boost",
+        [n = std::string("THE QUICK")] { return boost::ifind_last(sentence, n).begin(); });
     row("caseInsensitiveFind/boost", [n = std::string("THE SEA")] { return boost::ifind_first(sentence, n).begin(); });
 #endif
 #ifdef VDI_BENCH_POCO
     row("caseInsensitiveStringEquals/poco (no copies)", [] { return Poco::icompare(mixed40, other40); });
+    row("caseInsensitiveStringCompare/poco (no copies)", [] { return Poco::icompare(mixed40, other40); });
+    row("startsWith+endsWith/poco", [p = std::string("The quick"), e = std::string("the sea.")] {
+        return Poco::startsWith(sentence, p) && Poco::endsWith(sentence, e);
+    });
     row("caseInsensitiveFind/poco", [n = std::string("THE SEA")] { return Poco::isubstr(sentence, n); });
+#endif
+#ifdef VDI_BENCH_QT
+    row("caseInsensitiveStringCompare/qt (no copies)",
+        [a = QString::fromStdString(mixed40), b = QString::fromStdString(other40)] {
+            return a.compare(b, Qt::CaseInsensitive);
+        });
+    row("caseInsensitiveFind/qt", [text = QString::fromStdString(sentence), n = QString("THE SEA")] {
+        return text.indexOf(n, 0, Qt::CaseInsensitive);
+    });
+    row("caseInsensitiveRFind/qt", [text = QString::fromStdString(sentence), n = QString("THE QUICK")] {
+        return text.lastIndexOf(n, -1, Qt::CaseInsensitive);
+    });
 #endif
 }
 
@@ -324,18 +390,56 @@ void messages() {
         builder.append("end");
         return builder.msg();
     });
+    row("message build 8/plain", [] {
+        std::string message;
+        const auto append = [&message](const std::string& field) {
+            if (!field.empty() && field.find("|") == std::string::npos) {
+                message = message.empty() ? field : message + "|" + field;
+            }
+        };
+        append("alice");
+        append(streams::print(7U));
+        append(streams::print(true));
+        append(streams::print(4294967295U));
+        append("a longer field of text");
+        append(streams::print(false));
+        append(streams::print(0LL));
+        append("end");
+        return message;
+    });
     row("message parse 8/floor", [] { return bareSplit<std::string>(message8, '|', '|'); });
     row("message parse 8/ours", [parser = MessageParser(message8)] { return parser.parseMsg(); });
     row("message parse 8/plain", [d = std::string("|")] { return plainSplit(message8, d); });
 #ifdef VDI_BENCH_ABSL
+    row("message build 8/~absl (joins texts)", [] {
+        return absl::StrJoin({"alice", "7", "true", "4294967295", "a longer field of text", "false", "0", "end"}, "|");
+    });
     row("message parse 8/absl",
         [] { return std::vector<std::string>(absl::StrSplit(message8, '|', absl::SkipEmpty())); });
 #endif
+#ifdef VDI_BENCH_BOOST
+    row("message parse 8/boost", [] {
+        std::vector<std::string> fields;
+        boost::split(fields, message8, boost::is_any_of("|"), boost::token_compress_on);
+        return fields;
+    });
+#endif
 #ifdef VDI_BENCH_POCO
+    row("message build 8/~poco (joins texts)", [] {
+        static const std::vector<std::string> fields{"alice", "7", "true", "4294967295", "a longer field of text",
+                                                     "false", "0", "end"};
+        return Poco::cat(std::string("|"), fields.begin(), fields.end());
+    });
     row("message parse 8/poco",
         [] { return Poco::StringTokenizer(message8, "|", Poco::StringTokenizer::TOK_IGNORE_EMPTY).count(); });
 #endif
 #ifdef VDI_BENCH_QT
+    row("message build 8/qt", [] {
+        return QStringList{
+            "alice", QString::number(7U), "true", QString::number(4294967295U), "a longer field of text", "false", "0",
+            "end"}
+            .join('|');
+    });
     row("message parse 8/qt", [q = QString::fromStdString(message8)] { return q.split('|', Qt::SkipEmptyParts); });
 #endif
 }
