@@ -14,6 +14,7 @@
 
 #include "dpllogger/LogReader.h"
 #include "support/Multiprocess.h"
+#include "support/Sanitizers.h"
 
 // The logging library starts a thread in the child of a process that has threads, which the thread sanitizer takes for
 // an error unless told otherwise.
@@ -70,7 +71,8 @@ TEST(LogFork, TheChildsRecordsAreWrittenAfterASecondToo) {
     const logreader::TemporaryFolder folder;
     LogController controller;
     controller.init(folder / "a.log");
-    logreader::write(controller, DPL_INFO, "parent");  // its thread runs when the process forks
+    // Its thread runs when the process forks; not with a sanitizer whose allocator that thread may just have locked.
+    logreader::write(controller, sanitizers::address ? DPL_ERROR : DPL_INFO, "parent");
     ASSERT_TRUE(inFork([&] {
         logreader::write(controller, DPL_INFO, "child");
         const auto deadline = std::chrono::steady_clock::now() + 60s;
@@ -151,6 +153,9 @@ TEST(LogFork, WorksWhileOtherThreadsLog) {
 }
 
 TEST(LogFork, TheChildGetsLoggersThoughTheParentsThreadsWereMakingSome) {
+    if (sanitizers::address) {
+        GTEST_SKIP() << "the sanitizer's allocator stays locked in a child if a thread of its parent was using it";
+    }
     std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
     for (int i = 0; i < 3; ++i) {
