@@ -162,7 +162,7 @@ std::string visible(std::string_view bytes) {
     while (!bytes.empty()) {
         const Character next = firstOf(bytes);
         const std::string_view part = bytes.substr(0, next.size);
-        if (next.isValid && columnsOf(next.code) >= 0) {
+        if (next.isValid && next.code != 0 && columnsOf(next.code) >= 0) {
             result += part;
         } else {
             for (const char byte : part) {
