@@ -1,0 +1,116 @@
+// The log of changes, a line each, as they happen.
+
+#include <VDIFrameworkCommon/MacosxEvent.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <string>
+
+#include "support/RawObject.h"
+#include "vdictl/ToolProgram.h"
+#include "vdictl/survey/AgentProcess.h"
+
+namespace {
+
+using namespace VDIFrameworkCommon;
+using nlohmann::json;
+using testing::HasSubstr;
+
+const std::string doorName = raw::logicalName("HDVDI_", "door");
+
+// Reads on until a line holds the text.
+std::string lineWith(tool::Program& watch, const std::string& text) {
+    std::string line;
+    do {
+        line = watch.line();
+    } while (!line.empty() && line.find(text) == std::string::npos);
+    return line;
+}
+
+// The lines up to that by which both texts have come.
+std::string linesUpTo(tool::Program& watch, const std::string& first, const std::string& second) {
+    std::string lines;
+    std::string line;
+    do {
+        line = watch.line();
+        lines += line + '\n';
+    } while (!line.empty() && (lines.find(first) == std::string::npos || lines.find(second) == std::string::npos));
+    return lines;
+}
+
+TEST(VdictlWatch, TellsTheLifeOfAnAgent) {
+    tool::Program watch({"watch", "--log"});
+    EXPECT_THAT(watch.line(), HasSubstr("watching /dev/shm"));
+    AgentProcess agent;
+    const std::string who = "agent " + std::to_string(agent.pid()) + " (vdi-agent)";
+    // The record of the active agent may be looked at before the list.
+    const std::string lines = linesUpTo(watch, "registered", "became active");
+    EXPECT_THAT(lines, HasSubstr("OrvexHuddles user " + std::to_string(geteuid()) + ": " + who + " registered"));
+    EXPECT_THAT(lines, HasSubstr(who + " became active"));
+    agent.kill();
+    EXPECT_THAT(lineWith(watch, "died"), HasSubstr(who + " died, it is still"));
+    watch.signal(SIGTERM);
+    EXPECT_EQ(watch.end(), 0);
+}
+
+TEST(VdictlWatch, BeginsWithHowItIs) {
+    AgentProcess agent;
+    ASSERT_TRUE(agent.says(": active"));
+    tool::Program watch({"watch", "--log"});
+    EXPECT_THAT(lineWith(watch, "runners"), HasSubstr("active " + std::to_string(agent.pid()) + " (vdi-agent)"));
+}
+
+// Written to in memory, of which the system tells nobody.
+TEST(VdictlWatch, TellsWhatHappensToAnEvent) {
+    t_HANDLE* const event = CreateEventA(nullptr, false, false, doorName.c_str());
+    tool::Program watch({"watch"});
+    EXPECT_THAT(watch.line(), HasSubstr("watching"));
+    SetEvent(event);
+    EXPECT_THAT(lineWith(watch, "was set"), HasSubstr(doorName + "_event"));
+    ResetEvent(event);
+    EXPECT_THAT(lineWith(watch, "was reset"), HasSubstr(doorName + "_event"));
+}
+
+TEST(VdictlWatch, TellsOfObjectsAsJson) {
+    tool::Program watch({"watch", "--json"});
+    EXPECT_EQ(json::parse(watch.line())["kind"], "start");
+    raw::write("door", 0, "x", 1, 1);
+    const json created = json::parse(watch.line());
+    EXPECT_EQ(created["kind"], "object-created");
+    EXPECT_EQ(created["object"], raw::systemName("door"));
+    ASSERT_EQ(chmod(("/dev/shm" + raw::systemName("door")).c_str(), 0644), 0);
+    const std::string changed = lineWith(watch, "object-changed");
+    EXPECT_THAT(json::parse(changed)["detail"].get<std::string>(), HasSubstr("mode 0644"));
+    shm_unlink(raw::systemName("door").c_str());
+    EXPECT_THAT(lineWith(watch, "object-removed"), HasSubstr(raw::systemName("door")));
+}
+
+TEST(VdictlWatch, EndsWhenNobodyReadsIt) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        execl(VDICTL, "vdictl", "watch", static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(ends[1]);
+    char byte = 0;
+    ASSERT_EQ(read(ends[0], &byte, 1), 1);
+    close(ends[0]);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
+TEST(VdictlWatch, OnATerminalShowsTheWholeState) {
+    raw::write("door", 0, "hello", 5, 5);
+    tool::Program watch(tool::Start{{"watch"}, {}, {}, true});
+    EXPECT_THAT(lineWith(watch, "unknown"), HasSubstr("te"));
+    watch.signal(SIGINT);
+    EXPECT_EQ(watch.end(), 0);
+}
+
+}  // namespace
