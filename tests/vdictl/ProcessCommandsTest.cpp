@@ -16,7 +16,6 @@
 
 namespace {
 
-using processes::eventually;
 using processes::folder;
 using processes::isRunning;
 using processes::probe;
@@ -24,7 +23,6 @@ using processes::Report;
 using processes::writeFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::UnorderedElementsAre;
 using tool::facts;
 using tool::Program;
 using tool::run;

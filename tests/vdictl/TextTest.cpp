@@ -7,7 +7,6 @@
 
 namespace {
 
-using testing::HasSubstr;
 using tool::facts;
 using tool::run;
 

@@ -18,9 +18,7 @@
 
 namespace {
 
-using testing::ContainsRegex;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 using tool::run;
 
@@ -55,6 +53,10 @@ std::set<std::string> options(const tool::Words& path) {
     const std::string help = run(words).output;
     static const std::regex option("--[a-z-]+");
     return {std::sregex_token_iterator(help.begin(), help.end(), option), std::sregex_token_iterator()};
+}
+
+bool holds(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
 }
 
 int shell(const std::string& command) {
@@ -128,11 +130,11 @@ TEST(VdictlManual, HasNoWarningAndNamesEveryCommandAndOption) {
     const std::string page = sources + "/man/vdictl.1";
     const std::string text = contents(page);
     for (const std::string& command : commandsOf({})) {
-        EXPECT_THAT(text, ContainsRegex("\n\\.SS \"?" + command)) << command;
+        EXPECT_TRUE(holds(text, "\n.SS " + command + '\n')) << command;
         for (const std::string& below : commandsOf({command})) {
-            EXPECT_THAT(text, HasSubstr("\\fB" + command + " " + below)) << command << ' ' << below;
+            EXPECT_TRUE(holds(text, "\\fB" + command + " " + below)) << command << ' ' << below;
             for (const std::string& option : options({command, below})) {
-                EXPECT_THAT(text, HasSubstr(std::regex_replace(option, std::regex("-"), "\\-"))) << option;
+                EXPECT_TRUE(holds(text, std::regex_replace(option, std::regex("-"), "\\-"))) << option;
             }
         }
         for (const std::string& option : options({command})) {
@@ -191,15 +193,15 @@ TEST_F(VdictlCompletion, NamesEveryCommandAndOptionForZsh) {
     const std::string file = sources + "/completion/_vdictl";
     const std::string text = contents(file);
     for (const std::string& command : commandsOf({})) {
-        EXPECT_THAT(text, HasSubstr("'" + command + ":")) << command;
+        EXPECT_TRUE(holds(text, "'" + command + ":")) << command;
         tool::Words path{command};
         auto all = options(path);
         for (const std::string& below : commandsOf({command})) {
-            EXPECT_THAT(text, HasSubstr("'" + below + ":")) << command << ' ' << below;
+            EXPECT_TRUE(holds(text, "'" + below + ":")) << command << ' ' << below;
             all.merge(options({command, below}));
         }
         for (const std::string& option : all) {
-            EXPECT_THAT(text, HasSubstr(option)) << command << ' ' << option;
+            EXPECT_TRUE(holds(text, option)) << command << ' ' << option;
         }
     }
     if (!isInstalled("zsh")) {

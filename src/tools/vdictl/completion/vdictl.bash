@@ -4,7 +4,7 @@
 _vdictl_options() {
     case "$1" in
         status) echo --client --user --json --help ;;
-        watch) echo --client --user --json --log --help ;;
+        watch) echo --client --user --json --log --waiters --help ;;
         doctor) echo --client --user --json --fix --yes --ignore --help ;;
         'event set' | 'event reset') echo --client --user --help ;;
         'event wait') echo --client --user --timeout --help ;;
