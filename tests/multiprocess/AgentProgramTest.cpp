@@ -1,5 +1,7 @@
 // The agent program as its users see it: options, messages, state lines, and what happens to the others when one goes.
 
+#include <VDIFrameworkCommon/VDIClientInfo.h>
+#include <VDIFrameworkCommon/VDIRunnerCounter.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +15,7 @@
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
@@ -23,6 +26,9 @@ namespace {
 
 using testing::HasSubstr;
 using testing::StartsWith;
+using VDIFrameworkCommon::VDIClientInfo;
+using VDIFrameworkCommon::VDIClientType;
+using VDIFrameworkCommon::VDIRunnerCounter;
 
 /// What a vdi-agent has at its standard descriptors.
 enum class Ends { Pipes, PipesThatDoNotBlock, Terminal };
@@ -403,6 +409,31 @@ TEST(AgentProgram, AStandbyTakesOverWhenTheActiveOneLeaves) {
     EXPECT_TRUE(first.says(": left"));
     EXPECT_EQ(first.end(), 0);
     EXPECT_TRUE(second.says(": active"));
+}
+
+TEST(AgentProgram, RegistersAgainWhenItsEntryIsLost) {
+    AgentProgram agent(huddles());
+    ASSERT_TRUE(agent.says(": active"));
+    VDIClientInfo::getInstance()->setClientType(VDIClientType::OrvexHuddles);
+    VDIRunnerCounter().removeRunner(static_cast<unsigned int>(agent.pid()));
+    EXPECT_TRUE(agent.says(": registered again, runners: " + std::to_string(agent.pid())));
+}
+
+TEST(AgentProgram, ProductsThatShareARecordWakeEachOther) {
+    AgentProgram first({"--client", "parlet", "--trace-dir", "/dev/shm/logs"});
+    ASSERT_TRUE(first.says(": active"));
+    AgentProgram second({"--client", "unknown", "--trace-dir", "/dev/shm/logs"});
+    ASSERT_TRUE(second.says(": standing by, active is " + std::to_string(first.pid())));
+    first.kill(SIGTERM);
+    EXPECT_TRUE(second.says(": active"));
+}
+
+TEST(AgentProgram, LogsWhereItIsTold) {
+    AgentProgram agent(huddles());
+    ASSERT_TRUE(agent.says(": active"));
+    EXPECT_EQ(agent.ask("quit"), "ok|quit");
+    EXPECT_EQ(agent.end(), 0);
+    EXPECT_TRUE(std::filesystem::exists("/dev/shm/logs/parlet.log"));
 }
 
 TEST(AgentProgram, AStandbyTakesOverWhenTheActiveOneIsKilled) {

@@ -17,17 +17,26 @@ namespace {
 using namespace VDIFrameworkCommon;
 
 // The event numbers its waiters, and uses a number again while another still waits under it: of several waiters one can
-// miss every signal that comes. None waits for ever, therefore.
+// miss every signal that comes. None waits for ever under one number, therefore, and the heartbeat looks as well.
 constexpr int longestWaitMs = 1000;
 
+constexpr int waitTimeout = 64;
 constexpr int waitFailed = 96;
 constexpr std::chrono::milliseconds pauseAfterFailure{100};
 constexpr long sendingMs = 200;
 
+// The products that share the record of the active agent share its event.
+std::string productName() {
+    const auto client = VDIClientInfo::getInstance();
+    const auto type = client->getClientType();
+    const bool hasItsOwn = type == VDIClientType::OrvexCrews || type == VDIClientType::OrvexHuddles;
+    return hasItsOwn ? client->getClientName() : "Unknown";
+}
+
 // Event names are taken as they are, so the user and the product, which keep agents apart, are part of it.
 std::string eventName() {
     const unsigned int user = geteuid();
-    return toString(user) + "_" + VDIClientInfo::getInstance()->getClientName() + "_VDIAgentRole";
+    return toString(user) + "_" + productName() + "_VDIAgentRole";
 }
 
 t_HANDLE* openEvent() {
@@ -45,7 +54,11 @@ struct RoleEvent::Bridge {
 
     void receive() {
         for (;;) {
-            if (WaitForSingleObject(handle, longestWaitMs) == waitFailed) {
+            const int result = WaitForSingleObject(handle, longestWaitMs);
+            if (result == waitTimeout) {
+                continue;  // under a number of its own again
+            }
+            if (result == waitFailed) {
                 // Another agent has the signal, or no wait could take place: that would come back at once, over and
                 // over.
                 std::this_thread::sleep_for(pauseAfterFailure);
@@ -93,7 +106,7 @@ void RoleEvent::setAndSend() {
 }
 
 void RoleEvent::wait() {
-    bridge_->changed.timedWait(longestWaitMs);
+    bridge_->changed.wait();
 }
 
 }  // namespace agent

@@ -29,7 +29,7 @@ public:
     /// As `set`, and gives the others' wake-up a moment to be sent.
     void setAndSend();
 
-    /// Waits for a change, for a second at most: the caller looks at the state again in any case.
+    /// Waits until this agent or another one says that there was a change.
     void wait();
 
 private:
