@@ -48,14 +48,14 @@ constexpr ObjectKind waiterObject{.size = sizeof(t_list_element),
                                   .keepsDescriptorOnFailure = false};
 
 /// Opens, sizes and maps a shared object. Null, with an error record in the name of `function`, if that fails.
-void* mapObject(const std::string& name, const ObjectKind& kind, const char* function) {
-    const auto fail = [&](std::string_view text, int error) {
-        logSource.write(DPL_ERROR, __LINE__, function, {text, name, " error code:", error});
+void* mapObject(const std::string& name, const ObjectKind& kind, const std::string& function) {
+    const auto fail = [&](int line, std::string_view text, int error) {
+        logSource.write(DPL_ERROR, line, function, {text, name, " error code:", error});
         return nullptr;
     };
     const int fd = shm_open_mac(name, O_RDWR | O_CREAT, 0600);
     if (fd < 0) {
-        return fail(openFailure, errno);
+        return fail(__LINE__, openFailure, errno);
     }
     void* mapping = MAP_FAILED;
     std::string_view failure = kind.sizeFailure;
@@ -67,7 +67,7 @@ void* mapObject(const std::string& name, const ObjectKind& kind, const char* fun
     if (mapping != MAP_FAILED || !kind.keepsDescriptorOnFailure) {
         close(fd);
     }
-    return mapping != MAP_FAILED ? mapping : fail(failure, error);
+    return mapping != MAP_FAILED ? mapping : fail(__LINE__, failure, error);
 }
 
 void initialise(pthread_mutex_t* mutex) {
@@ -166,11 +166,12 @@ int waitSignal(t_HANDLE& event, pthread_cond_t* condition, int milliseconds) {
 }  // namespace
 
 t_HANDLE* CreateEventA(void* /*attributes*/, bool /*manualReset*/, bool initialState, const void* name) noexcept {
+    static const std::string& function = log::neverDestroyed(__func__);
     if (name == nullptr) {
         return nullptr;
     }
     const std::string objectName = std::string(static_cast<const char*>(name)) + "_event";
-    auto* const event = static_cast<t_HANDLE*>(mapObject(objectName, eventObject, __func__));
+    auto* const event = static_cast<t_HANDLE*>(mapObject(objectName, eventObject, function));
     if (event == nullptr) {
         return nullptr;
     }
@@ -188,6 +189,7 @@ t_HANDLE* CreateEventA(void* /*attributes*/, bool /*manualReset*/, bool initialS
 }
 
 int SetEvent(t_HANDLE* event) noexcept {
+    static const std::string& function = log::neverDestroyed(__func__);
     constexpr int always = 1;
     if (event == nullptr) {
         return always;
@@ -197,7 +199,7 @@ int SetEvent(t_HANDLE* event) noexcept {
     const std::int32_t count = waiterCount(*event);
     for (std::int32_t number = 0; number < count; ++number) {
         const std::string name = waiterName(*event, number);
-        auto* const waiter = static_cast<t_list_element*>(mapObject(name, waiterObject, __func__));
+        auto* const waiter = static_cast<t_list_element*>(mapObject(name, waiterObject, function));
         if (waiter != nullptr) {
             pthread_cond_signal(&waiter->cond);
             munmap(waiter, sizeof *waiter);
@@ -217,6 +219,7 @@ int ResetEvent(t_HANDLE* event) noexcept {
 }
 
 int WaitForSingleObject(t_HANDLE* event, int milliseconds) noexcept {
+    static const std::string& function = log::neverDestroyed(__func__);
     if (event == nullptr) {
         return waitFailed;
     }
@@ -224,7 +227,7 @@ int WaitForSingleObject(t_HANDLE* event, int milliseconds) noexcept {
     const std::string name = waiterName(*event, waiterCount(*event));
     addToWaiterCount(*event, 1);
     int result = waitFailed;
-    auto* const waiter = static_cast<t_list_element*>(mapObject(name, waiterObject, __func__));
+    auto* const waiter = static_cast<t_list_element*>(mapObject(name, waiterObject, function));
     if (waiter != nullptr) {
         // Initialised by every waiter, though the object may be another's: one that was killed in its wait leaves a
         // condition on which the next signal blocks for ever. Test:

@@ -59,7 +59,7 @@ void TaskDispatcher::enqueue(std::function<void()> task, const std::string& name
     }
     auto functionTask = std::make_shared<FunctionTask>(std::move(task), name);
     if (logSource.present()) {
-        VDI_LOG(DPL_DEBUG, "Enqueue ", functionTask->getName(), " - Queue Size: ", taskPool_->queueSize());
+        VDI_LOG(DPL_DEBUG, "Enqueue ", name, " - Queue Size: ", taskPool_->queueSize());
     }
     taskPool_->enqueue(std::move(functionTask), false, false);
 }
@@ -70,7 +70,7 @@ void TaskDispatcher::enqueueCallbackTask(std::function<void()> task, const std::
     }
     auto functionTask = std::make_shared<FunctionTask>(std::move(task), name);
     if (logSource.present()) {
-        VDI_LOG(DPL_DEBUG, "Enqueue ", functionTask->getName(), " - Queue Size: ", callbackPool_->queueSize());
+        VDI_LOG(DPL_DEBUG, "Enqueue ", name, " - Queue Size: ", callbackPool_->queueSize());
     }
     callbackPool_->enqueue(std::move(functionTask), false, false);
 }
