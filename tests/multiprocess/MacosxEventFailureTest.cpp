@@ -151,16 +151,29 @@ TEST(MacosxEventPermission, SetSkipsTheWaiterThatItIsDeniedAndWakesTheNext) {
     EXPECT_THAT(takeRecords(), ElementsAre(record(DPL_ERROR, "SetEvent", denied("A_event0"))));
 }
 
+TEST(MacosxEventDescriptors, ZeroIsOneAsAnyOther) {
+    close(0);
+    t_HANDLE* const event = CreateEventA(nullptr, false, true, "A");
+    ASSERT_NE(event, nullptr);
+    EXPECT_EQ(WaitForSingleObject(event, 0), 0);
+    EXPECT_EQ(SetEvent(event), 1);
+    EXPECT_EQ(fcntl(0, F_GETFD), -1) << "given back each time";
+    EXPECT_THAT(takeRecords(), IsEmpty());
+}
+
 TEST(MacosxEventDescriptors, AreAllClosedWhenNothingFails) {
     const std::set<int> before = limits::openDescriptors();
+    const std::size_t mapped = limits::sharedMappings();
     t_HANDLE* const event = CreateEventA(nullptr, false, true, "A");
     EXPECT_EQ(WaitForSingleObject(event, 0), 0);
     EXPECT_EQ(WaitForSingleObject(event, 0), 64);
     event->waiterCount = 1;
     SetEvent(event);
     event->waiterCount = 0;
+    EXPECT_EQ(limits::sharedMappings(), mapped + 1) << "the event's own";
     EXPECT_EQ(CloseHandle(event), 1);
     EXPECT_EQ(limits::openDescriptors(), before);
+    EXPECT_EQ(limits::sharedMappings(), mapped);
     EXPECT_THAT(takeRecords(), IsEmpty());
 }
 

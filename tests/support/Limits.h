@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
+#include <fstream>
 #include <set>
+#include <string>
 
 /// Makes system calls of this process fail for real, for as long as an object of these classes lives.
 namespace limits {
@@ -68,6 +71,18 @@ inline std::set<int> openDescriptors() {
         }
     }
     return result;
+}
+
+/// How many mappings of shared-memory objects this process has, also of removed ones.
+inline std::size_t sharedMappings() {
+    std::ifstream maps("/proc/self/maps");
+    std::size_t count = 0;
+    for (std::string line; std::getline(maps, line);) {
+        if (line.find(" /dev/shm/") != std::string::npos) {
+            ++count;
+        }
+    }
+    return count;
 }
 
 }  // namespace limits

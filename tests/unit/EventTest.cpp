@@ -4,9 +4,12 @@
 #include <atomic>
 #include <chrono>
 #include <climits>
+#include <memory>
 #include <thread>
 #include <type_traits>
 #include <vector>
+
+#include "support/Background.h"
 
 namespace {
 
@@ -93,19 +96,16 @@ TEST(Event, TimesBeyondTheClockMeanWithoutLimit) {
 
 TEST(ManualResetEvent, SetWakesEveryWaiter) {
     Event event(false);
-    std::atomic<int> through{0};
-    std::vector<std::thread> waiters;
+    std::vector<std::unique_ptr<Background>> waiters;
     for (int i = 0; i < 3; ++i) {
-        waiters.emplace_back([&] {
-            event.wait();
-            ++through;
-        });
+        waiters.push_back(std::make_unique<Background>([&] { event.wait(); }));
+        waiters.back()->waitUntilAsleep();
     }
     event.set();
-    for (std::thread& waiter : waiters) {
-        waiter.join();
+    for (const auto& waiter : waiters) {
+        waiter->join();
+        EXPECT_TRUE(waiter->ended());
     }
-    EXPECT_EQ(through, 3);
 }
 
 TEST(AutoResetEvent, SetWakesExactlyOneWaiter) {

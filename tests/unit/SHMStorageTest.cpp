@@ -193,13 +193,16 @@ TEST(SHMStorageMacosx, NamesAreFormedWhenTheyAreNeeded) {
 TEST(SHMStorageMacosx, DestructionGivesBackAllButTheGuard) {
     makeStorage()->init();  // opens what is opened only once
     const std::set<int> before = limits::openDescriptors();
+    const std::size_t mapped = limits::sharedMappings();
     {
         const auto storage = makeStorage();
         storage->init();
         recording::takeRecords();
+        EXPECT_EQ(limits::sharedMappings(), mapped + 2);
         EXPECT_EQ(limits::openDescriptors().size(), before.size() + 2);
     }
     EXPECT_EQ(limits::openDescriptors().size(), before.size() + 1) << "the guard's descriptor stays";
+    EXPECT_EQ(limits::sharedMappings(), mapped + 1) << "and its mapping";
     EXPECT_THAT(recording::takeRecords(), IsEmpty());
     EXPECT_TRUE(raw::exists(block())) << "the block outlives its users";
 }
@@ -211,6 +214,22 @@ TEST(SHMStorageMacosx, DestructionOfAnUnusedOneClosesDescriptorZero) {
     makeStorage();  // whose guard has taken the free number 0
     makeStorage();
     EXPECT_THAT(recording::takeRecords(), IsEmpty());
+}
+
+TEST(SHMStorageMacosx, TakesDescriptorZeroForAnyOther) {
+    close(0);
+    SHMStorageMacosx storage("s");  // whose guard gets it
+    EXPECT_THAT(recording::takeRecords(),
+                ElementsAre(baseRecord(DPL_INFO, "createNamedMutex",
+                                       "CreateMutex for SHMStorageBase start succeed: " + guardName)));
+    close(0);
+    storage.init();  // whose block gets it
+    EXPECT_THAT(recording::takeRecords(),
+                ElementsAre(record(DPL_INFO, "initSHMStorage", "Failed to open shared memory!"),
+                            record(DPL_INFO, "initSHMStorage", "create shared memory succeeded!")));
+    EXPECT_NE(fcntl(0, F_GETFD), -1);
+    const unsigned char byte = 7;
+    EXPECT_TRUE(storage.writeData(&byte, 1));
 }
 
 TEST(SHMStorageMacosx, AClosedDescriptorZeroIsReported) {

@@ -35,6 +35,9 @@ TEST(TimerRefusal, IsReportedAndLeavesTheTimerUnset) {
     EXPECT_EQ(timer.setTimer(30, false), 0);
     Timer::callback(2);
     timer.killTimer();
+    testing::internal::CaptureStderr();
+    Timer::callback(2);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "Timer::callback: Timer internal ID 2: not found\n");
     timer.killTimer();
     EXPECT_EQ(calls, (std::vector<std::string>{"schedule 1 20 periodic", "schedule 2 30 once", "onTimer", "stop"}));
 }

@@ -1,8 +1,11 @@
 // Timed waits as the system sees them: this program's own pthread calls stand in front of the C library's, note the
 // deadline, and wake the caller when a test says so instead of waiting.
 
+#include <VDIFrameworkCommon/Condition.h>
 #include <VDIFrameworkCommon/Event.h>
 #include <VDIFrameworkCommon/MacosxEvent.h>
+#include <VDIFrameworkCommon/Mutex.h>
+#include <VDIFrameworkCommon/ProcessMonitor.h>
 #include <VDIFrameworkCommon/ThreadPool.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
@@ -10,6 +13,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -20,13 +24,18 @@
 
 #include "support/Background.h"
 #include "support/Gate.h"
+#include "support/Multiprocess.h"
 #include "support/PoolTasks.h"
 #include "support/RawObject.h"
 
 namespace {
 
+using VDIFrameworkCommon::Condition;
 using VDIFrameworkCommon::CreateEventA;
 using VDIFrameworkCommon::Event;
+using VDIFrameworkCommon::Mutex;
+using VDIFrameworkCommon::ProcessMonitor;
+using VDIFrameworkCommon::ScopedLock;
 using VDIFrameworkCommon::t_HANDLE;
 using VDIFrameworkCommon::ThreadPool;
 using VDIFrameworkCommon::WaitForSingleObject;
@@ -52,6 +61,9 @@ struct Wait {
 
 std::vector<Wait> waits;
 
+// Whether no condition can be made.
+bool conditionsFail = false;
+
 // What takes the place of a wait, called with the caller's mutex held; returns its result. Without one the system
 // waits.
 std::function<int(pthread_mutex_t*)> instead;
@@ -68,6 +80,13 @@ public:
     Stand& operator=(const Stand&) = delete;
 };
 
+// The C library's own function. Of some it has several; those of this version work together.
+template <typename Function>
+Function* systemCall(const char* name) {
+    void* const versioned = dlvsym(RTLD_NEXT, name, "GLIBC_2.3.2");
+    return reinterpret_cast<Function*>(versioned != nullptr ? versioned : dlsym(RTLD_NEXT, name));
+}
+
 void letTimePass(std::int64_t time) {
     const timespec duration{time / second, time % second};
     nanosleep(&duration, nullptr);
@@ -77,11 +96,15 @@ void letTimePass(std::int64_t time) {
 
 extern "C" {
 
+int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
+    static auto* const next = systemCall<decltype(::pthread_cond_init)>("pthread_cond_init");
+    return conditionsFail ? ENOMEM : next(condition, attributes);
+}
+
 int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
                            const timespec* deadline) {
     if (!instead) {
-        static const auto next =
-            reinterpret_cast<decltype(&::pthread_cond_clockwait)>(dlsym(RTLD_NEXT, "pthread_cond_clockwait"));
+        static auto* const next = systemCall<decltype(::pthread_cond_clockwait)>("pthread_cond_clockwait");
         return next(condition, mutex, clock, deadline);
     }
     waits.push_back({clock, now(clock), nanoseconds(*deadline)});
@@ -90,8 +113,7 @@ int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, cl
 
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
     if (!instead) {
-        static const auto next =
-            reinterpret_cast<decltype(&::pthread_cond_timedwait)>(dlsym(RTLD_NEXT, "pthread_cond_timedwait"));
+        static auto* const next = systemCall<decltype(::pthread_cond_timedwait)>("pthread_cond_timedwait");
         return next(condition, mutex, deadline);
     }
     waits.push_back({CLOCK_REALTIME, now(CLOCK_REALTIME), nanoseconds(*deadline)});
@@ -137,6 +159,51 @@ TEST(EventDeadline, ASignalAtTheLastMomentStaysForTheNextWait) {
         EXPECT_EQ(waits.size(), 1U);
     }
     EXPECT_TRUE(event.timedWait(0));
+}
+
+TEST(ConditionDeadline, IsOnTheMonotonicClock) {
+    Mutex mutex;
+    Condition condition;
+    for (const long time : {0L, 1L, 999L, 1'500L, 86'400'000L}) {
+        const Stand stand([](pthread_mutex_t* /*mutex*/) { return ETIMEDOUT; });
+        const std::int64_t before = now(CLOCK_MONOTONIC);
+        const ScopedLock lock(mutex);
+        EXPECT_EQ(condition.timedWait(mutex, time), ETIMEDOUT);
+        ASSERT_EQ(waits.size(), 1U);
+        EXPECT_EQ(waits[0].clock, CLOCK_MONOTONIC);
+        EXPECT_GE(waits[0].deadline, before + time * millisecond);
+        EXPECT_LE(waits[0].deadline, waits[0].begin + time * millisecond);
+    }
+}
+
+CHILD_MAIN(makesAConditionThatCannotBe) {
+    conditionsFail = true;
+    const Condition condition;
+}
+
+TEST(Condition, ThatCannotBeMadeEndsTheProcess) {
+    multiprocess::Child child("makesAConditionThatCannotBe");
+    EXPECT_EQ(child.join(), 128 + SIGABRT);
+    EXPECT_EQ(child.output(), "pthread_cond_init: failed to initialize condition variable\n");
+}
+
+TEST(MonitorDeadline, IsTwoSecondsAway) {
+    constexpr std::int64_t interval = 2000 * millisecond;
+    std::atomic<int> count{0};
+    const Stand stand([&](pthread_mutex_t* mutex) {
+        pthread_mutex_unlock(mutex);
+        letTimePass(millisecond);
+        pthread_mutex_lock(mutex);
+        ++count;
+        return 0;
+    });
+    ProcessMonitor monitor({});
+    waitUntil([&] { return count >= 3; });
+    monitor.stop();
+    for (std::size_t i = 1; i < waits.size(); ++i) {
+        EXPECT_GE(waits[i].deadline, waits[i - 1].begin + interval);
+        EXPECT_LE(waits[i].deadline, waits[i].begin + interval);
+    }
 }
 
 TEST(EventDeadline, IsOnTheMonotonicClock) {
