@@ -16,7 +16,7 @@
 ///
 /// Thread-safe and process-shared: every operation takes the event's own mutex, except where it says otherwise. A
 /// process that dies inside an operation leaves that mutex locked until the next `CreateEventA` of the name, in any
-/// process, makes it anew.
+/// process, makes it anew; a thread that already slept on it sleeps on until it is given back while somebody waits.
 namespace VDIFrameworkCommon {
 
 /// One event, as every process maps it.

@@ -84,7 +84,7 @@ private:
 /// What the threads of one pool run. It outlives the pool: the last thread to leave deletes it.
 ///
 /// Two locks, never held together and neither while a task runs: the queue mutex for both queues, the state mutex for
-/// the pool pointer and the two counts.
+/// changes of the pool pointer and the two counts.
 class VDIFRAMEWORKCOMMON_EXPORT PoolWorker : public Runnable {
 public:
     /// Made with `new`, because the worker deletes itself.

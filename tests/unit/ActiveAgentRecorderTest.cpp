@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -209,6 +210,24 @@ TEST(ActiveAgentRecorder, MarkingBesideAnotherRunnerWaitsOneSecond) {
     EXPECT_THAT(records, ElementsAre(record(DPL_DEBUG, "markCurrentVirtualChannelAgentAsActive",
                                             "virtual channel agent size: 2"),
                                      record(DPL_DEBUG, "markCurrentVirtualChannelAgentAsActive", "Wait for 1000 ms")));
+}
+
+TEST(ActiveAgentRecorder, MayBeUsedByManyThreads) {
+    ActiveVirtualChannelAgentRecorder recorder;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&] {
+            for (int j = 0; j < 200; ++j) {
+                recorder.setActiveVirtualChannelAgentPid(ownPid());
+                EXPECT_EQ(recorder.getActiveVirtualChannelAgentPid(), ownPid());
+                EXPECT_FALSE(recorder.hasOtherActiveVirtualChannelAgent());
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(storedPid(), ownPid());
 }
 
 TEST(ActiveAgentRecorder, DestructionGivesTheStorageBack) {
