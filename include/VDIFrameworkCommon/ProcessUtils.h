@@ -31,9 +31,9 @@ public:
     static bool isProcessRunning(unsigned int pid);
 
     /// Tells whether at least one application with this bundle identifier is running. On Linux these are the processes
-    /// of this user that run the program of the desktop entry or that were launched from the entry. A shell, interpreter
-    /// or launcher that many entries name is no application's program: it counts only where it was launched from the
-    /// entry.
+    /// of this user that run the program of the desktop entry or that were launched from the entry. A shell,
+    /// interpreter or launcher that many entries name is no application's program: it counts only where it was launched
+    /// from the entry.
     static bool isProcessRunning(const std::string& bundleId);
 
     /// Force-terminates every running application with this bundle identifier, this process last if it is one of them.

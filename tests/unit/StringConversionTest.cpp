@@ -113,8 +113,10 @@ TEST(ToString, TextIsReencoded) {
 
 // Neither is text of the width that the function takes, and a pointer is more of a boolean than of anything else.
 TEST(ToString, TakesALiteralOfTheOtherWidthForABoolean) {
-    EXPECT_EQ(toString("literal"), "true");
-    EXPECT_EQ(toWideString(L"literal"), L"true");
+    const char* const literal = "literal";
+    const wchar_t* const wideLiteral = L"literal";
+    EXPECT_EQ(toString(literal), "true");
+    EXPECT_EQ(toWideString(wideLiteral), L"true");
     EXPECT_EQ(toString(static_cast<const char*>(nullptr)), "false");
     EXPECT_EQ(toString(L"literal"), "literal");
     EXPECT_EQ(toWideString("literal"), L"literal");
