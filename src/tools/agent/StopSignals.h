@@ -1,8 +1,5 @@
 #pragma once
 
-#include <csignal>
-#include <thread>
-
 namespace agent {
 
 /// Turns SIGTERM, SIGINT and the end of the terminal (SIGHUP, unless it is ignored) into a readable descriptor.
@@ -12,7 +9,6 @@ namespace agent {
 class StopSignals {
 public:
     StopSignals();
-    ~StopSignals();
     StopSignals(const StopSignals&) = delete;
     StopSignals& operator=(const StopSignals&) = delete;
 
@@ -20,12 +16,7 @@ public:
     int descriptor() const { return readEnd_; }
 
 private:
-    void run();
-
-    sigset_t signals_{};
     int readEnd_ = -1;
-    int writeEnd_ = -1;
-    std::thread thread_;
 };
 
 }  // namespace agent
