@@ -3,7 +3,7 @@
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
 #   scripts/test.sh            format, dev and asan
-#   scripts/test.sh STAGE…     some of: format dev asan clang-libcxx tsan tidy
+#   scripts/test.sh STAGE…     some of: format dev asan clang-libcxx tsan tidy arm64
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,10 +30,14 @@ tidy() {
     cmake --preset tidy && sources | grep '^src/.*\.cpp$' | xargs -P "$jobs" -n 4 clang-tidy-14 --quiet -p build/tidy
 }
 
+# For another processor, in an emulator.
+arm64() { scripts/setup.sh arm64 && build arm64 && scripts/emulated.sh ctest --preset arm64 -j "$jobs"; }
+
 run_stage() {
     case $1 in
         format) format ;;
         tidy) tidy ;;
+        arm64) arm64 ;;
         dev | clang-libcxx | asan | tsan) tests "$1" ;;
         *)
             echo "no such stage: $1"

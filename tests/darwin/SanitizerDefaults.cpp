@@ -8,6 +8,11 @@ extern "C" const char* __lsan_default_suppressions() {
            "leak:libgnustep-base.so\n";
 }
 
+extern "C" const char* __lsan_default_options();  // NOLINT(bugprone-reserved-identifier)
+extern "C" const char* __lsan_default_options() {
+    return "print_suppressions=0";
+}
+
 extern "C" const char* __tsan_default_options();  // NOLINT(bugprone-reserved-identifier)
 extern "C" const char* __tsan_default_options() {
     return "ignore_noninstrumented_modules=1";
