@@ -31,6 +31,7 @@ std::function<void()>& beforeNextWrite() {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" ssize_t write(int descriptor, const void* data, size_t size) {
     static const auto next = reinterpret_cast<decltype(&::write)>(dlsym(RTLD_NEXT, "write"));
     if (const auto hook = std::exchange(beforeNextWrite(), nullptr)) {
