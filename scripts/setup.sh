@@ -4,12 +4,16 @@
 #   scripts/setup.sh run    what the programs need
 #   scripts/setup.sh test   what the tests and checks need as well
 #   scripts/setup.sh arm64  what building and testing for 64-bit ARM needs
+#   scripts/setup.sh bench  what the benchmarks need, with all that ours are measured beside
 set -euo pipefail
 
 packages=(cmake ninja-build g++ pkg-config libcli11-dev libspdlog-dev libfmt-dev libglib2.0-dev nlohmann-json3-dev)
 if [ "${1:-run}" = test ]; then
     packages+=(git googletest locales clang-14 clang-format-14 clang-tidy-14 libc++-14-dev libc++abi-14-dev libclang-rt-14-dev
         libgnustep-base-dev libobjc-12-dev libblocksruntime-dev)
+fi
+if [ "${1:-run}" = bench ]; then
+    packages+=(libbenchmark-dev libabsl-dev libboost-dev libpoco-dev libtbb-dev libuv1-dev qt6-base-dev)
 fi
 if [ "${1:-run}" = arm64 ]; then
     packages+=(googletest locales g++-aarch64-linux-gnu qemu-user)

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,8 +27,7 @@ public:
         return *bytes_++;
     }
     std::string text(std::size_t size) {
-        std::string result(std::min(size, left_), '\0');
-        std::memcpy(result.data(), bytes_, result.size());
+        std::string result(bytes_, bytes_ + std::min(size, left_));
         bytes_ += result.size();
         left_ -= result.size();
         return result;

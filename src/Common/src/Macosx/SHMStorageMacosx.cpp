@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "Log.h"
+#include "NoCancellation.h"
 #include "ObjectNames.h"
 #include "SharedRecords.h"
 #include "VDIFrameworkCommon/SharedMemory.h"
@@ -23,6 +24,7 @@ SHMStorageMacosx::SHMStorageMacosx(const std::string& name) : SHMStorageBase(nam
 }
 
 SHMStorageMacosx::~SHMStorageMacosx() {
+    const NoCancellation noCancellation;
     // Also when nothing is mapped, and descriptor 0 when nothing was opened: kept as it has always been.
     // Test: SHMStorageMacosx.DestructionOfAnUnusedOneClosesDescriptorZero.
     if (munmap(data(), records::storageSize) != 0) {
