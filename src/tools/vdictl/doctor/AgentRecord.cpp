@@ -71,21 +71,31 @@ std::optional<std::uint32_t> endList(std::uint32_t* slots, std::size_t index, st
 }
 
 // Moves the entries behind `index` one place forward, each one step: for that time it is listed twice. Stops where
-// somebody else has written.
-void closeGap(std::uint32_t* slots, std::size_t index, std::uint32_t pid) {
+// somebody else has written: an agent that writes an older list back takes an entry from its new place, and it must not
+// be taken from its old one then. `kept` is the other place of the entry at `index`; null for a dead one.
+void closeGap(std::uint32_t* slots, std::size_t index, std::uint32_t pid, const std::uint32_t* kept) {
     for (; index < capacity; ++index) {
-        std::uint32_t next = slotAt(slots, index + 1);
-        if (next == 0) {
-            const auto appended = endList(slots, index, pid);
-            if (!appended || *appended == 0) {
-                return;
-            }
-            next = *appended;
-        } else if (!exchange(slots[index], pid, next)) {
+        const auto isKept = [&] { return kept == nullptr || load(*kept) == pid; };
+        const std::uint32_t next = slotAt(slots, index + 1);
+        if (!isKept()) {
+            return;
+        }
+        const auto appended = next == 0 ? endList(slots, index, pid) : std::nullopt;
+        const bool isDone = next == 0 ? appended.has_value() : exchange(slots[index], pid, next);
+        const std::uint32_t here = next == 0 ? appended.value_or(0) : next;
+        if (!isDone) {
+            return;
+        }
+        if (!isKept()) {
+            exchange(slots[index], here, pid);
+            return;
+        }
+        if (here == 0) {
             return;
         }
         letCopiesEnd();
-        pid = next;
+        kept = &slots[index];
+        pid = here;
     }
 }
 
@@ -116,10 +126,13 @@ bool removeRunner(std::uint32_t* slots, std::uint32_t pid) {
             if (*found >= lengthOf(slots)) {
                 exchange(slots[*found], pid, 0);  // behind the end of the list nothing follows
             } else {
-                closeGap(slots, *found, pid);
+                closeGap(slots, *found, pid, nullptr);
             }
         } else if (const auto twice = findDouble(slots)) {
-            closeGap(slots, *twice, load(slots[*twice]));
+            const std::uint32_t listedTwice = load(slots[*twice]);
+            if (const auto first = find(slots, listedTwice); listedTwice != 0 && first && *first < *twice) {
+                closeGap(slots, *twice, listedTwice, &slots[*first]);
+            }
         } else {
             return true;
         }
