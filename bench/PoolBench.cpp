@@ -68,7 +68,7 @@ private:
     VDIFrameworkCommon::ThreadPool pool_{poolThreads, poolThreads, "bench", 3600};
 };
 
-/// A queue, a mutex, a condition, the counts under a second mutex; and a name for each task, or not.
+/// A queue, a mutex, a condition, the counts changed under a second mutex; and a name for each task, or not.
 template <bool Naming>
 class Floor {
 public:
@@ -97,10 +97,7 @@ public:
             const std::lock_guard lock(mutex_);
             tasks_.push_back(std::move(task));
         }
-        {
-            const std::lock_guard lock(countMutex_);
-            benchmark::DoNotOptimize(busy_);
-        }
+        benchmark::DoNotOptimize(busy_.load());
         wake_.notify_one();
     }
     void run(void (*function)()) {
@@ -147,7 +144,7 @@ private:
     std::deque<std::shared_ptr<std::function<void()>>> tasks_;
     bool ended_ = false;
     std::mutex countMutex_;
-    int busy_ = 0;
+    std::atomic<int> busy_{0};
     std::thread threads_[poolThreads];
 };
 
