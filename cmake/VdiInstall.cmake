@@ -28,5 +28,5 @@ foreach(library VDIFrameworkCommon tavixhuddleslogger)
 endforeach()
 
 if(VDI_BUILD_TOOLS)
-    install(TARGETS vdi-agent vdictl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
+    install(TARGETS vdi-agent RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
 endif()
