@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 
+#include <atomic>
 #include <functional>
 #include <ostream>
 #include <sstream>
@@ -31,33 +32,48 @@ struct Counts {
 
 thread_local Counts counts;
 
-// The C library's own function. Of some it has several; those of this version work together.
+// One of the C library's own functions. Of some it has several; those of this version work together. Found at the first
+// call, without a guard of the compiler's, which takes a lock itself.
 template <typename Function>
-Function* systemCall(const char* name) {
-    void* const versioned = dlvsym(RTLD_NEXT, name, "GLIBC_2.3.2");
-    return reinterpret_cast<Function*>(versioned != nullptr ? versioned : dlsym(RTLD_NEXT, name));
-}
+class SystemCall {
+public:
+    constexpr explicit SystemCall(const char* name) : name_(name) {}
+    Function* get() {
+        Function* function = function_;
+        if (function == nullptr) {
+            void* const versioned = dlvsym(RTLD_NEXT, name_, "GLIBC_2.3.2");
+            function = reinterpret_cast<Function*>(versioned != nullptr ? versioned : dlsym(RTLD_NEXT, name_));
+            function_ = function;
+        }
+        return function;
+    }
+
+private:
+    const char* const name_;
+    std::atomic<Function*> function_{nullptr};
+};
+
+constinit SystemCall<decltype(::pthread_mutex_lock)> lockMutex("pthread_mutex_lock");
+constinit SystemCall<decltype(::pthread_cond_signal)> signalCondition("pthread_cond_signal");
+constinit SystemCall<decltype(::pthread_cond_broadcast)> broadcastCondition("pthread_cond_broadcast");
 
 }  // namespace
 
 extern "C" {
 
 int pthread_mutex_lock(pthread_mutex_t* mutex) {
-    static auto* const next = systemCall<decltype(::pthread_mutex_lock)>("pthread_mutex_lock");
     ++counts.locks;
-    return next(mutex);
+    return lockMutex.get()(mutex);
 }
 
 int pthread_cond_signal(pthread_cond_t* condition) {
-    static auto* const next = systemCall<decltype(::pthread_cond_signal)>("pthread_cond_signal");
     ++counts.ofOne;
-    return next(condition);
+    return signalCondition.get()(condition);
 }
 
 int pthread_cond_broadcast(pthread_cond_t* condition) {
-    static auto* const next = systemCall<decltype(::pthread_cond_broadcast)>("pthread_cond_broadcast");
     ++counts.ofAll;
-    return next(condition);
+    return broadcastCondition.get()(condition);
 }
 
 }  // extern "C"
