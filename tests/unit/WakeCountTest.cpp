@@ -53,9 +53,9 @@ private:
     std::atomic<Function*> function_{nullptr};
 };
 
-constinit SystemCall<decltype(::pthread_mutex_lock)> lockMutex("pthread_mutex_lock");
-constinit SystemCall<decltype(::pthread_cond_signal)> signalCondition("pthread_cond_signal");
-constinit SystemCall<decltype(::pthread_cond_broadcast)> broadcastCondition("pthread_cond_broadcast");
+constinit SystemCall<int(pthread_mutex_t*)> lockMutex("pthread_mutex_lock");
+constinit SystemCall<int(pthread_cond_t*)> signalCondition("pthread_cond_signal");
+constinit SystemCall<int(pthread_cond_t*)> broadcastCondition("pthread_cond_broadcast");
 
 }  // namespace
 
