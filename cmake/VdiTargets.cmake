@@ -13,7 +13,7 @@ target_compile_options(vdi_build_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
     # g++ 12 finds overlapping copies in every `"literal" + string` that it inlines; there are none.
-    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
+    $<$<AND:$<COMPILE_LANG_AND_ID:CXX,GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>:-Wno-restrict>
     # Records carry the source path relative to the source tree.
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 if(VDI_WARNINGS_AS_ERRORS)
