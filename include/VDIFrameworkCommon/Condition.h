@@ -19,17 +19,19 @@ public:
     Condition(const Condition&) = delete;
     Condition& operator=(const Condition&) = delete;
 
-    /// Wakes one waiter.
+    /// Wakes one waiter, if there is one. The caller need not hold the mutex.
     int signal();
 
-    /// Wakes every waiter.
+    /// Wakes every waiter. The caller need not hold the mutex.
     int broadcast();
 
-    /// Gives `mutex` back, waits to be woken and takes `mutex` again. May wake without a signal.
+    /// Gives `mutex` back, waits to be woken, without limit, and takes `mutex` again. May wake without a signal.
     int wait(Mutex& mutex);
 
     /// As `wait`, for at most `milliseconds`, measured on the monotonic clock.
     ///
+    /// \param mutex  held by this thread exactly once, and so it is when the call returns
+    /// \param milliseconds  0 or more
     /// \return 0 when woken, ETIMEDOUT when the time ran out, EINVAL (and a line on standard output) for a negative
     /// time
     int timedWait(Mutex& mutex, long milliseconds);

@@ -31,7 +31,8 @@ public:
     /// The time starts anew after every wake-up that finds the event not signalled, so the call may take longer in all.
     ///
     /// \param limit  milliseconds on the monotonic clock; 0 polls once; a negative one fails at once, even when
-    /// signalled \return whether the event was seen signalled
+    ///     signalled
+    /// \return whether the event was seen signalled
     bool timedWait(long limit);
 
 private:

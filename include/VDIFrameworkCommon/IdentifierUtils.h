@@ -4,6 +4,7 @@
 
 #include "VDIFrameworkCommon/Export.h"
 
+/// \file
 /// Checking and cleaning of the identifiers that a unified-communications client meets: SIP URIs, chat addresses
 /// (JIDs), meeting numbers, UUIDs, phone numbers and URLs.
 ///
@@ -39,20 +40,29 @@ VDIFRAMEWORKCOMMON_EXPORT void sanitizePhoneNumber(std::string& number);
 /// The digit of a letter on the telephone keypad ("2" for a, b and c …), 0 for every other character.
 VDIFRAMEWORKCOMMON_EXPORT char convertToNumericValue(char c);
 
+/// \{
+
 /// Whether the text, of at least 5 elements, is an address: before the last "@" comes at least one element and not
 /// another "@"; after it comes no space, and a last "." with at least one element on either side of it.
 VDIFRAMEWORKCOMMON_EXPORT bool isValidJid(const std::string& jid);
 VDIFRAMEWORKCOMMON_EXPORT bool isValidJid(const std::wstring& jid);
+/// \}
+
+/// \{
 
 /// Writes each space and each of `"&'/:<>@\` that comes before the last "@" as a backslash and two hexadecimal digits
 /// ("\20"). A text that is not a valid JID is returned as it is.
 VDIFRAMEWORKCOMMON_EXPORT std::string escapeJid(const std::string& jid);
 VDIFRAMEWORKCOMMON_EXPORT std::wstring escapeJid(const std::wstring& jid);
+/// \}
+
+/// \{
 
 /// Turns what `escapeJid` writes back, anywhere in the text and without a check. The hexadecimal digits must be in
 /// lower case. What an unescaped backslash forms with the characters after it is left as it is: "\5c20" becomes "\20".
 VDIFRAMEWORKCOMMON_EXPORT std::string unescapeJid(const std::string& jid);
 VDIFRAMEWORKCOMMON_EXPORT std::wstring unescapeJid(const std::wstring& jid);
+/// \}
 
 /// The URL without a leading "https://"; in this very case, and no other scheme.
 VDIFRAMEWORKCOMMON_EXPORT std::string trimHttpHead(const std::string& url);
@@ -61,7 +71,9 @@ VDIFRAMEWORKCOMMON_EXPORT std::string trimHttpHead(const std::string& url);
 /// without one. The whole URL when there is no such "/".
 VDIFRAMEWORKCOMMON_EXPORT std::string trimUrl(const std::string& url);
 
-/// \throws std::range_error  when the URL holds a surrogate or an element above U+10FFFF, in its path too
+/// As the narrow one, for wide text.
+///
+/// \throw std::range_error  when the URL holds a surrogate or an element above U+10FFFF, in its path too
 VDIFRAMEWORKCOMMON_EXPORT std::wstring trimUrl(const std::wstring& url);
 
 }  // namespace VDIFrameworkCommon

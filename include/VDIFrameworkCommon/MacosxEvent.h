@@ -7,6 +7,7 @@
 
 #include "VDIFrameworkCommon/Export.h"
 
+/// \file
 /// Events between processes, by name.
 ///
 /// An event is a record in shared memory that every participant maps. It is signalled by `SetEvent` and stays so until
@@ -21,9 +22,8 @@ namespace VDIFrameworkCommon {
 
 /// One event, as every process maps it.
 struct t_HANDLE {
-    /// Guards every other field.
     union {
-        pthread_mutex_t mutex;
+        pthread_mutex_t mutex;        ///< guards every other field
         unsigned char mutexSlot[64];  ///< what the system's mutex leaves free stays untouched
     };
     std::uint8_t signaled;          ///< 1: signalled, 0: not signalled
@@ -40,7 +40,7 @@ static_assert(offsetof(t_HANDLE, mutex) == 0 && offsetof(t_HANDLE, signaled) == 
 /// What wakes one waiting thread, as the thread and those that signal map it. Used with the event's mutex.
 struct t_list_element {
     union {
-        pthread_cond_t cond;
+        pthread_cond_t cond;         ///< what its thread waits on
         unsigned char condSlot[48];  ///< what the system's condition leaves free stays untouched
     };
 };
@@ -55,7 +55,8 @@ inline constexpr int INFINITE = -1;
 /// The event's mutex is initialised also when the event exists; its state and its waiters are kept then. A name longer
 /// than 93 characters is the exception: each call sets such an event to `initialState` and to no waiters.
 ///
-/// \param attributes, manualReset  ignored
+/// \param attributes  ignored
+/// \param manualReset  ignored
 /// \param initialState  whether a new event is signalled
 /// \param name  a NUL-terminated narrow string
 /// \return this process's mapping, to be given to `CloseHandle`; null, with an error record, if the object cannot be
@@ -64,14 +65,15 @@ VDIFRAMEWORKCOMMON_EXPORT t_HANDLE* CreateEventA(void* attributes, bool manualRe
                                                  const void* name) noexcept;
 
 /// Signals the event and wakes every thread that waits for it now. A waiter that cannot be reached is skipped, with an
-/// error record. Always 1.
+/// error record. Always 1, for a null handle too.
 VDIFRAMEWORKCOMMON_EXPORT int SetEvent(t_HANDLE* event) noexcept;
 
-/// Takes the signal back. Always 0.
+/// Takes the signal back. Always 0, for a null handle too.
 VDIFRAMEWORKCOMMON_EXPORT int ResetEvent(t_HANDLE* event) noexcept;
 
 /// Waits, once, until the event is signalled, and consumes the signal.
 ///
+/// \param event  a handle of this process; may be null
 /// \param milliseconds  limit on the wall clock, which may be set while the call waits; `INFINITE`: none; any other
 /// negative one fails at once, with 64 or with 96, unless the event is signalled
 /// \return 0: the event was signalled; 64: the time ran out; 96: null handle, a failure to make this thread's condition
@@ -83,6 +85,7 @@ VDIFRAMEWORKCOMMON_EXPORT int WaitForSingleObject(t_HANDLE* event, int milliseco
 /// Looks at the number of waiters without the event's mutex: no other thread of this process may be about to use the
 /// handle.
 ///
+/// \param event  not to be used again after a result of 1; may be null
 /// \return 1; 0 and nothing done while threads wait for the event, in any process, or for a null handle
 VDIFRAMEWORKCOMMON_EXPORT int CloseHandle(t_HANDLE* event) noexcept;
 

@@ -10,7 +10,9 @@ namespace VDIFrameworkCommon {
 /// another thread holds it. Thread-safe, except for construction and destruction.
 class VDIFRAMEWORKCOMMON_EXPORT Mutex {
 public:
+    /// Makes a free lock.
     Mutex();
+    /// Nobody may hold it or wait for it.
     ~Mutex();
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
@@ -34,6 +36,7 @@ private:
 /// exclude each other, processes do not.
 class VDIFRAMEWORKCOMMON_EXPORT ScopedLock {
 public:
+    /// Takes the lock, waiting for it. It must live longer than this object does.
     explicit ScopedLock(Mutex& mutex);
     ~ScopedLock();
     ScopedLock(const ScopedLock&) = delete;

@@ -31,16 +31,18 @@ public:
 
     /// Gives `mutex` back, waits without limit and takes `mutex` again. May return without a notification.
     ///
+    /// \param mutex  held by this thread
     /// \return what taking the mutex returned
     bool wait(NamedMutex& mutex);
 
     /// As `wait`, for at most `milliseconds`; 0 polls.
     ///
+    /// \param mutex  held by this thread, and so it is when the call returns
     /// \param milliseconds  limit on the wall clock, up to 2^31 - 1; all bits set: none; others fail at once
     /// \return whether this wait got a notification
     bool timed_wait(NamedMutex& mutex, unsigned int milliseconds);
 
-    /// Signals the event.
+    /// Signals the event. Does nothing when there is none. The caller need not hold the mutex.
     void notify();
 
     /// Gives the event up. Does nothing when there is none. The mapping stays while threads wait, in any process.

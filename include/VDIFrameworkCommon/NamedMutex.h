@@ -30,17 +30,20 @@ public:
 
     /// Opens the lock called `name`, making it if need be, and initialises it, also when it exists.
     ///
-    /// Create it while no other process holds it: the initialisation frees it. False, with an error record and no
-    /// handle, if the object cannot be opened, sized or mapped.
+    /// Create it while no other process holds it: the initialisation frees it.
+    ///
+    /// \param name  of any length; the user's id, the product's prefix and a suffix are added
+    /// \return false, with an error record and no handle, if the object cannot be opened, sized or mapped
     bool create(const char* name);
 
-    /// Waits for the lock. False when it could not be taken or there is none.
+    /// Waits for the lock, without limit: also when its holder is dead, or this very thread. False when it could not be
+    /// taken or there is none.
     bool lock();
 
     /// Gives the lock back. Does nothing when there is none.
     void unlock();
 
-    /// The shared mutex, in this process's mapping; null until `create` succeeds.
+    /// The shared mutex, in this process's mapping, which stays the library's; null until `create` succeeds.
     pthread_mutex_t* getHandler();
 
     /// Destroys the attributes that `create` used. The lock stays usable.

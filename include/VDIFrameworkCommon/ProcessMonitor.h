@@ -38,7 +38,8 @@ public:
     /// Lets the thread make one last pass, in which the callback may be called once more, and waits for its end.
     void stop();
 
-    /// Watches one more process; from the next pass on. Fine for one that is watched already.
+    /// Watches one more process; from the next pass on. Fine for one that is watched already. One that does not run is
+    /// reported by that pass.
     void monitorProcess(unsigned int pid);
 
     /// As `monitorProcess`.
@@ -47,13 +48,13 @@ public:
     /// Stops watching a process; fine for one that is not watched.
     void removeProcessId(unsigned int pid);
 
-    /// The ids that are watched.
+    /// A copy of the ids that are watched.
     std::set<unsigned int> getProcessIds();
 
     /// Tells whether a process runs, as `ProcessUtils::isProcessRunning` does.
     bool checkIfProcessRunning(unsigned int pid);
 
-    /// The body of the thread.
+    /// The body of the thread; not to be called by hosts.
     void monitorProcesses();
 
 private:

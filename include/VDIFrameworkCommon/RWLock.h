@@ -50,9 +50,10 @@ private:
 /// glimpse for diagnostics, taken without the lock.
 VDIFRAMEWORKCOMMON_EXPORT std::ostream& operator<<(std::ostream& stream, const RWLock& lock);
 
-/// Holds an `RWLock` for reading from construction to destruction.
+/// Holds an `RWLock` for reading from construction to destruction. One owner at a time.
 class VDIFRAMEWORKCOMMON_EXPORT ScopedReadRWLock {
 public:
+    /// Takes the lock for reading, waiting for it. It must live longer than this object does.
     explicit ScopedReadRWLock(RWLock& lock);
     ~ScopedReadRWLock();
     ScopedReadRWLock(const ScopedReadRWLock&) = delete;
@@ -62,9 +63,10 @@ private:
     RWLock* lock_;
 };
 
-/// Holds an `RWLock` for writing from construction to destruction.
+/// Holds an `RWLock` for writing from construction to destruction. One owner at a time.
 class VDIFRAMEWORKCOMMON_EXPORT ScopedWriteRWLock {
 public:
+    /// Takes the lock for writing, waiting for it. It must live longer than this object does.
     explicit ScopedWriteRWLock(RWLock& lock);
     ~ScopedWriteRWLock();
     ScopedWriteRWLock(const ScopedWriteRWLock&) = delete;

@@ -33,10 +33,10 @@ public:
     /// Takes a write hold: at once when the thread has one already, else blocks while another thread reads or writes.
     int writeLock() noexcept;
 
-    /// Gives one read hold of this thread back.
+    /// Gives one read hold of this thread back; without one, changes nothing.
     int readUnlock() noexcept;
 
-    /// Gives one write hold of this thread back.
+    /// Gives one write hold of this thread back; without one, changes nothing.
     int writeUnlock() noexcept;
 
 private:
@@ -57,6 +57,7 @@ VDIFRAMEWORKCOMMON_EXPORT std::ostream& operator<<(std::ostream& stream, const R
 /// Holds a `ReentrantRWLock` for reading from construction to destruction, which belong to one thread.
 class VDIFRAMEWORKCOMMON_EXPORT ScopedReadReentrantRWLock {
 public:
+    /// Takes the lock for reading, waiting for it. It must live longer than this object does.
     explicit ScopedReadReentrantRWLock(ReentrantRWLock& lock);
     ~ScopedReadReentrantRWLock();
     ScopedReadReentrantRWLock(const ScopedReadReentrantRWLock&) = delete;
@@ -69,6 +70,7 @@ private:
 /// Holds a `ReentrantRWLock` for writing from construction to destruction, which belong to one thread.
 class VDIFRAMEWORKCOMMON_EXPORT ScopedWriteReentrantRWLock {
 public:
+    /// Takes the lock for writing, waiting for it. It must live longer than this object does.
     explicit ScopedWriteReentrantRWLock(ReentrantRWLock& lock);
     ~ScopedWriteReentrantRWLock();
     ScopedWriteReentrantRWLock(const ScopedWriteReentrantRWLock&) = delete;

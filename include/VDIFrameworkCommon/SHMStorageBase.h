@@ -16,13 +16,15 @@ namespace VDIFrameworkCommon {
 class VDIFRAMEWORKCOMMON_EXPORT SHMStorageBase : public SHMStorage {
 public:
     /// Creates the guard at once. The block is opened by `init` or by the first transfer.
+    ///
+    /// \param name  of any length; the user's id and the product's prefix are added when the objects are opened
     explicit SHMStorageBase(const std::string& name);
     ~SHMStorageBase() override;
 
     /// Creates the guard and frees its shared mutex, which a process that died may have left locked.
     void createNamedMutex();
 
-    /// Opens or creates the block, unless that was tried before.
+    /// Opens or creates the block, unless that was tried before: a failure is not tried again.
     void init();
 
     /// Copies `size` bytes, 0 to 512, from `data` to the start of the block. False for a larger size, with an error
@@ -33,11 +35,16 @@ public:
     bool readData(void* buffer, unsigned int size) override;
 
 protected:
-    /// Name, guard and mapping, for the platform part; everything but the name is guarded by the guard's in-process
-    /// lock.
+    /// The name as it was given. Immutable.
     const std::string& name() const { return name_; }
+
+    /// The guard. Its in-process lock is held while the mapping is looked at or changed.
     NamedMutex& guard() { return guard_; }
+
+    /// The mapping of the block, 512 bytes; null without one. The platform part's to unmap.
     void* data() const { return data_; }
+
+    /// Notes the mapping that the transfers use from now on; null: none. It stays the caller's.
     void setData(void* data) { data_ = data; }
 
 private:

@@ -4,6 +4,7 @@
 
 #include "VDIFrameworkCommon/Export.h"
 
+/// \file
 /// Numbers and booleans to text and back, the two encodings into each other, and case mapping.
 ///
 /// Narrow text is UTF-8, wide text has one code point an element. The sets of overloads are uneven on purpose: callers
@@ -27,11 +28,14 @@ VDIFRAMEWORKCOMMON_EXPORT std::wstring TXFStdWStringForStdString(const std::stri
 
 namespace VDIFrameworkCommon {
 
+/// \{
+
 /// The UTF-8 encoding of wide text. A null pointer is an empty text.
 ///
 /// \throw std::range_error as `TXFStdStringForStdWString`
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const std::wstring& text);
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const wchar_t* text);
+/// \}
 
 /// "true" or "false".
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const bool& value);
@@ -42,25 +46,36 @@ VDIFRAMEWORKCOMMON_EXPORT std::string toString(const double& value);
 /// At most 9 significant digits, which identify every float: 0.1f gives "0.100000001".
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const float& value);
 
+/// \{
+
 /// Plain decimal, with a leading "-" for negative values.
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const int& value);
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const unsigned int& value);
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const long& value);
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const unsigned long& value);
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const long long& value);
+/// \}
+
+/// \{
 
 /// The code points of UTF-8 text. A null pointer is an empty text.
 ///
 /// \throw std::range_error as `TXFStdWStringForStdString`
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const std::string& text);
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const char* text);
+/// \}
 
 /// L"true" or L"false".
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const bool& value);
 
+/// \{
+
 /// At most 6 significant digits, also for a float, unlike `toString`: 0.1f gives L"0.1".
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const double& value);
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const float& value);
+/// \}
+
+/// \{
 
 /// Plain decimal, with a leading L"-" for negative values.
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const int& value);
@@ -68,17 +83,26 @@ VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const unsigned int& value);
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const long& value);
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const unsigned long& value);
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toWideString(const long long& value);
+/// \}
+
+/// \{
 
 /// Each byte replaced by the C library's `tolower` or `toupper` of it.
 VDIFRAMEWORKCOMMON_EXPORT std::string toLowercase(const std::string& text);
 VDIFRAMEWORKCOMMON_EXPORT std::string toUppercase(const std::string& text);
+/// \}
 
 /// Each element up to 0xFF replaced by the C library's `tolower` of it; elements above have no other case.
 VDIFRAMEWORKCOMMON_EXPORT std::wstring toLowercase(const std::wstring& text);
 
+/// \{
+
 /// True if the text, in any case and after any white space, begins with "true".
 VDIFRAMEWORKCOMMON_EXPORT bool toBool(const std::string& text);
 VDIFRAMEWORKCOMMON_EXPORT bool toBool(const std::wstring& text);
+/// \}
+
+/// \{
 
 /// The number that the text begins with, after any white space; what follows the longest valid decimal prefix is
 /// ignored ("12ab" gives 12). 0 when there is none. A number out of range gives the largest or smallest value of the
@@ -89,6 +113,9 @@ VDIFRAMEWORKCOMMON_EXPORT int toInt(const std::string& text);
 VDIFRAMEWORKCOMMON_EXPORT unsigned int toUnsignedInt(const std::string& text);
 VDIFRAMEWORKCOMMON_EXPORT long toLong(const std::string& text);
 VDIFRAMEWORKCOMMON_EXPORT long long toLongLong(const std::string& text);
+/// \}
+
+/// \{
 
 /// The decimal number that is the whole text; white space may precede it, nothing may follow it. `defaultValue` for any
 /// other text and for a number out of range. The unsigned one takes a leading "-" and wraps: "-1" gives 4294967295.
@@ -96,6 +123,7 @@ VDIFRAMEWORKCOMMON_EXPORT int toInt(const std::string& text, int defaultValue);
 VDIFRAMEWORKCOMMON_EXPORT int toInt(const std::wstring& text, int defaultValue);
 VDIFRAMEWORKCOMMON_EXPORT unsigned int toUnsignedInt(const std::string& text, unsigned int defaultValue);
 VDIFRAMEWORKCOMMON_EXPORT unsigned int toUnsignedInt(const std::wstring& text, unsigned int defaultValue);
+/// \}
 
 /// `strtod` of the text in UTF-8: the longest valid prefix, 0.0 when there is none.
 ///

@@ -19,7 +19,10 @@ namespace VDIFrameworkCommon {
 /// function ends the process.
 class VDIFRAMEWORKCOMMON_EXPORT TaskDispatcher {
 public:
+    /// Makes one of its own, with pools of its own; most hosts want `getInstance`.
     TaskDispatcher();
+
+    /// Drops the functions that wait; those that run are completed.
     virtual ~TaskDispatcher();
     TaskDispatcher(const TaskDispatcher&) = delete;
     TaskDispatcher& operator=(const TaskDispatcher&) = delete;
@@ -29,10 +32,14 @@ public:
 
     /// Runs `task` on the pool for ordinary work and returns before it has run. Dropped while stopped.
     ///
+    /// \param task  not empty; kept until it has run or is dropped
     /// \param name  what log records call it and what a thread list shows while it runs; may be empty
     void enqueue(std::function<void()> task, const std::string& name);
 
     /// As `enqueue`, on the pool for callbacks.
+    ///
+    /// \param task  as for `enqueue`
+    /// \param name  as for `enqueue`
     void enqueueCallbackTask(std::function<void()> task, const std::string& name);
 
     /// Drops the functions that wait, of both pools.

@@ -16,7 +16,7 @@ namespace VDIFrameworkCommon {
 
 class ThreadPool;
 
-/// Anything that a thread can run.
+/// Anything that a thread can run. One owner at a time.
 class VDIFRAMEWORKCOMMON_EXPORT Runnable {
 public:
     Runnable() = default;
@@ -29,7 +29,7 @@ public:
 };
 
 /// A unit of work for a pool, shared by the pool and whoever else keeps a pointer. Each is run once for every time it
-/// was enqueued, on a thread of the pool.
+/// was enqueued, on a thread of the pool; when it was enqueued more than once, perhaps on two at the same time.
 class VDIFRAMEWORKCOMMON_EXPORT Task {
 public:
     Task() = default;
@@ -51,6 +51,7 @@ public:
     /// \param task  what is to be run, not null
     explicit BlockingTask(std::shared_ptr<Task> task);
 
+    /// Runs the other task and lets `wait` return.
     void run() override;
 
     /// "BT-" and the name of the other task.
@@ -74,6 +75,7 @@ public:
     /// Calls the function; throws `std::bad_function_call` if it is empty.
     void run() override;
 
+    /// The name that it was made with.
     std::string getName() override;
 
 private:
@@ -81,7 +83,8 @@ private:
     std::string name_;
 };
 
-/// What the threads of one pool run. It outlives the pool: the last thread to leave deletes it.
+/// What the threads of one pool run. It outlives the pool: the last thread to leave deletes it. Thread-safe, up to
+/// `shutdown`.
 ///
 /// Two locks, never held together and neither while a task runs: the queue mutex for both queues, the state mutex for
 /// changes of the pool pointer and the two counts.
@@ -90,7 +93,9 @@ public:
     /// Made with `new`, because the worker deletes itself.
     ///
     /// \param pool  whose counts hold; it must call `shutdown` before it goes
-    /// \param normalQueue, urgentQueue, queueMutex  shared with the pool
+    /// \param normalQueue  tasks that are not urgent; shared with the pool
+    /// \param urgentQueue  tasks that go before them; shared with the pool
+    /// \param queueMutex  guards both queues; shared with the pool
     /// \param idleTimeoutMs  in milliseconds; below 1: threads never sleep
     /// \param name  what a thread list shows for a thread that runs no task; "PoolThread" if empty
     PoolWorker(ThreadPool* pool, std::shared_ptr<std::deque<std::shared_ptr<Task>>> normalQueue,
@@ -116,7 +121,8 @@ public:
     /// Starts one more thread, unless the pool is gone or has as many as it may.
     void addThread();
 
-    /// Starts a detached thread that calls `runnable->run()`. Returns the result of `pthread_create`.
+    /// Starts a detached thread that calls `runnable->run()`; the runnable must live until then. Returns the result of
+    /// `pthread_create`.
     int createThread(Runnable* runnable);
 
     /// Decides, for the calling thread, whether it goes on.
@@ -154,11 +160,20 @@ private:
 /// the next `enqueue`.
 class VDIFRAMEWORKCOMMON_EXPORT ThreadPool {
 public:
+    /// Makes a pool without a name and starts its minimum of threads.
+    ///
+    /// \param minThreads  how many threads stay; may be 0
+    /// \param maxThreads  how many threads there are at most; 0: no task is ever run
     /// \param idleTimeoutSeconds  how long a thread above the minimum waits for a task; 0: not at all, and the threads
-    /// of the minimum then look for tasks without ever sleeping
+    ///     of the minimum then look for tasks without ever sleeping
     ThreadPool(unsigned int minThreads, unsigned int maxThreads, unsigned int idleTimeoutSeconds);
 
+    /// As the other one, with a name.
+    ///
+    /// \param minThreads  how many threads stay; may be 0
+    /// \param maxThreads  how many threads there are at most; 0: no task is ever run
     /// \param name  what a thread list shows for a thread that runs no task; "PoolThread" if empty
+    /// \param idleTimeoutSeconds  as for the other one
     ThreadPool(unsigned int minThreads, unsigned int maxThreads, const std::string& name,
                unsigned int idleTimeoutSeconds);
 
@@ -181,7 +196,7 @@ public:
     /// Drops every waiting task. Tasks that run are not affected.
     void clearQueue();
 
-    /// How many tasks wait in both queues.
+    /// How many tasks wait in both queues at this moment.
     unsigned int queueSize() const;
 
 private:
@@ -195,7 +210,7 @@ private:
     std::uint32_t maxThreads_;
 };
 
-/// The entry of a thread: calls `run` of the `Runnable*` it is given and returns null.
+/// The entry of a thread: calls `run` of the `Runnable*` it is given, which it does not own, and returns null.
 VDIFRAMEWORKCOMMON_EXPORT void* poolThreadMain(void* runnable);
 
 }  // namespace VDIFrameworkCommon

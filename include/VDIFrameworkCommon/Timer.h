@@ -6,7 +6,7 @@
 
 #include "VDIFrameworkCommon/Export.h"
 
-/// A timer of the main run loop; never defined here.
+/// A timer of the main run loop; never defined here: the platform's.
 struct __CFRunLoopTimer;  // NOLINT(bugprone-reserved-identifier)
 
 namespace VDIFrameworkCommon {
@@ -22,6 +22,10 @@ public:
 
     /// Makes a run-loop timer that fires `periodMs` milliseconds from now, and then every `periodMs` if `periodic`, and
     /// puts it on the main run loop. Always 0.
+    ///
+    /// \param id  the number of the `Timer`, which its expiries are told by
+    /// \param periodMs  milliseconds
+    /// \param periodic  whether it fires again and again
     int scheduleTimer(int id, unsigned int periodMs, bool periodic);
 
     /// Takes the timer off the run loop and gives it up. Does nothing when there is none.
@@ -48,7 +52,8 @@ public:
     Timer(const Timer&) = delete;
     Timer& operator=(const Timer&) = delete;
 
-    /// Called for every expiry, with no lock held. Never runs twice at a time for one timer.
+    /// Called for every expiry, on the thread of the main run loop, with no lock held. Never runs twice at a time for
+    /// one timer.
     virtual void onTimer() = 0;
 
     /// Sets the timer. One that was killed before can be set again, but its expiries are then skipped, each with a
@@ -60,10 +65,10 @@ public:
     /// `TimerID::scheduleTimer`
     int setTimer(unsigned int periodMs, bool periodic);
 
-    /// `setTimer(periodMs, true)`
+    /// `setTimer(periodMs, true)`, with its result.
     int setPeriodicTimer(unsigned int periodMs);
 
-    /// `setTimer(periodMs, false)`
+    /// `setTimer(periodMs, false)`, with its result.
     int setOneShotTimer(unsigned int periodMs);
 
     /// Takes the timer off the run loop and waits until its `onTimer`, if it is running, has returned. No `onTimer`

@@ -10,7 +10,7 @@ namespace VDIFrameworkCommon {
 
 class TimerHelper;
 
-/// Receives the expiries of a `TimerHelper`.
+/// Receives the expiries of a `TimerHelper`. Main run loop only; owned by the host, until the timer is invalidated.
 class VDIFRAMEWORKCOMMON_EXPORT TimerCallback {
 public:
     TimerCallback() = default;
@@ -34,12 +34,19 @@ public:
     ///
     /// \param slot  gets the new timer also when it could not be set
     /// \param callback  not owned; null: expiries are ignored
+    /// \param periodMs  milliseconds from now to the first expiry and between expiries; not 0
+    /// \param periodic  whether it expires again and again
     /// \return the result of `Timer::setTimer`
     static int scheduleTimer(TimerHelper*& slot, TimerCallback* callback, unsigned int periodMs, bool periodic);
 
     /// Invalidates and deletes the timer of the slot, if there is one. The slot is null afterwards.
     static void invalidateTimer(TimerHelper*& slot);
 
+    /// Makes a timer and sets it. `scheduleTimer` does so for a slot.
+    ///
+    /// \param callback  not owned; null: expiries are ignored
+    /// \param periodMs  milliseconds from now to the first expiry and between expiries; not 0
+    /// \param periodic  whether it expires again and again
     /// \param result  gets the result of `Timer::setTimer`
     TimerHelper(TimerCallback* callback, unsigned int periodMs, bool periodic, int& result);
 

@@ -10,17 +10,18 @@
 
 namespace VDIFrameworkCommon {
 
-/// The client products that can host an agent.
+/// The client products that can host an agent. Immutable.
 struct VDIClientType {
+    /// A product's number. Any other number counts as `Unknown`.
     enum VDIClientTypeEnum : std::int32_t {
-        Unknown = 0,
+        Unknown = 0,      ///< not set yet, or none of the others
         Parlet = 1,       ///< chat
         OrvexCrews = 2,   ///< team messaging
         OrvexHuddles = 3  ///< meetings
     };
 };
 
-/// The products' names, by client type.
+/// The products' names, by client type, 0 to 3.
 inline constexpr std::string_view VDIClientTypeNames[4] = {"Unknown", "Parlet", "OrvexCrews", "OrvexHuddles"};
 
 /// Who hosts the library in this process.
@@ -40,6 +41,8 @@ public:
 
     /// Stores the type as given, in range or not. Names of objects that are open already do not change.
     void setClientType(VDIClientType::VDIClientTypeEnum type);
+
+    /// The type as it was set; `Unknown` at first.
     VDIClientType::VDIClientTypeEnum getClientType() const;
 
     /// The type's number for a known product; 0 for everything else.
@@ -48,22 +51,32 @@ public:
     /// The product's name; "Unknown" for a type that has none.
     std::string getClientName() const;
 
+    /// Stores the version text of the client, of any form.
     void setClientVersion(const std::string& version);
+
+    /// The client's version text; empty until it is set.
     std::string getClientVersion() const;
 
-    /// The version text of the client at the other end of the virtual channel.
+    /// Stores the version text of the client at the other end of the virtual channel, of any form.
     void setPeerClientVersion(const std::string& version);
+
+    /// The version text of the other end's client; empty until it is set.
     std::string getPeerClientVersion() const;
 
-    /// Where the host keeps its logs.
+    /// Stores where the host keeps its logs. Only kept for others to ask: the log itself goes where
+    /// `VirtualChannelLogger_init` says.
     void setLogDirectory(const std::string& directory);
+
+    /// Where the host keeps its logs; empty until it is set.
     std::string getLogDirectory() const;
 
-    /// The protocol version of the other end; 0 until it is set. Thread-safe.
+    /// Stores the protocol version of the other end, any number. Thread-safe.
     void setPeerInternalVersion(int version);
+
+    /// The protocol version of the other end; 0 until it is set. Thread-safe.
     int getPeerInternalVersion();
 
-    /// The protocol version of this library. Thread-safe.
+    /// The protocol version of this library: 1. Thread-safe.
     int getMyInternalVersion();
 
 private:

@@ -1,5 +1,6 @@
 #pragma once
 
+/// \file
 /// Every unit of the library's interface.
 
 #include "VDIFrameworkCommon/ActiveVirtualChannelAgentRecorder.h"

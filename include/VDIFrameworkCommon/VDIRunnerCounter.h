@@ -15,7 +15,8 @@ class SHMStorageMacosx;
 /// still run: one that dies stays listed. A change is a read and a write of the whole list and takes no lock between
 /// processes, so of two changes at the same moment one may be lost.
 ///
-/// Thread-safe as far as each read and each write goes.
+/// Thread-safe as far as each read and each write goes. Never blocks on another process. Failures are records; nothing
+/// is thrown.
 class VDIFRAMEWORKCOMMON_EXPORT VDIRunnerCounter {
 public:
     /// The one object of this process, made on the first call with the client type of that moment. It is released when

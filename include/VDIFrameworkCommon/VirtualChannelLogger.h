@@ -7,6 +7,7 @@
 
 #include "VDIFrameworkCommon/Export.h"
 
+/// \file
 /// The logging facade: one process-wide log controller, made when the library is loaded and released when it is
 /// unloaded or the process exits.
 ///
@@ -26,21 +27,24 @@ VDIFRAMEWORKCOMMON_EXPORT std::shared_ptr<DPL::dpllogger::LogController> Virtual
 
 /// Initialises logging with the location that the controller's `init` understands, and says so on standard output
 /// before and after. An empty location does nothing at all.
+///
+/// \param location  the log file, or a folder for it; a relative one counts from the working directory of this moment
 VDIFRAMEWORKCOMMON_EXPORT void VirtualChannelLogger_init(std::string location);
 
-/// Passes any level on to the controller, unchanged.
+/// Sets the threshold: passes any number on to the controller, unchanged. A record passes when its level is not above
+/// it.
 VDIFRAMEWORKCOMMON_EXPORT void VirtualChannelLogger_setLogLevel(DPLLogLevel level);
 
-/// Passes the appender type on to the controller.
+/// Sets where records go: passes any value on to the controller, unchanged.
 VDIFRAMEWORKCOMMON_EXPORT void VirtualChannelLogger_setAppenderType(DPL::dpllogger::LogAppenderType type);
 
-/// Allows or forbids writing to the log file.
+/// Allows or forbids writing to the log file; what is logged meanwhile is the controller's to keep.
 VDIFRAMEWORKCOMMON_EXPORT void VirtualChannelLogger_setFileWritingAllowed(bool allowed);
 
 /// Flushes the controller if it says that file writing is allowed.
 VDIFRAMEWORKCOMMON_EXPORT void VirtualChannelLogger_flushBufferIfAllowed();
 
-/// Flushes the controller, unconditionally.
+/// Flushes the controller, unconditionally. To be called before the process ends by any other way than `exit`.
 VDIFRAMEWORKCOMMON_EXPORT void VirtualChannelLogger_flush();
 
 /// Returns its argument unchanged. Text that identifies a user passes through here on its way into a record, so that a

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+/// \file
 /// The interface between libVDIFrameworkCommon and the library that writes its logs.
 ///
 /// A host may put a logging library of its own in place of libtavixhuddleslogger: whatever defines these names under
@@ -29,7 +30,8 @@ enum DPLLogLevel : int {
 /// A named logger. Opaque; owned by the logging library and valid until the process ends.
 struct DPLLogger;
 
-/// Returns the logger called `name`, made on the first call with that name, or null when there can be none.
+/// Returns the logger called `name`, a zero-terminated text, made on the first call with that name, or null when there
+/// can be none. The logger stays the logging library's.
 extern "C" DPLLogger* DPLLogger_getLogger(const char* name);
 
 /// Returns the name that `logger` was made with; null for a null logger. The text belongs to the logger.
@@ -48,11 +50,15 @@ enum class LogAppenderType : int {
 
 /// Receives every record of the process and writes it out.
 ///
-/// The order of the virtual operations is part of the interface. None of them throws, is cut short when its thread is
+/// Thread-safe, except for construction and destruction; its owner is whoever made it. The order of the virtual
+/// operations is part of the interface. None of them throws, is cut short when its thread is
 /// cancelled or lets the signal of a failed write through.
 class LogController {
 public:
+    /// Makes a controller without a log file. Reads the settings for support (DPL_LOG_LEVEL and others).
     LogController();
+
+    /// Writes what waits and can be written.
     virtual ~LogController();
 
     /// Sets where the log file lies: the file itself, or a folder, in which it is "parlet.log". Missing folders are
@@ -71,7 +77,7 @@ public:
     /// variable DPL_LOG_APPENDER is stronger.
     virtual void setAppenderType(LogAppenderType type);
 
-    /// Tells whether records may be written to the file now.
+    /// Tells whether records may be written to the file now; at first they may.
     virtual bool isFileWritingAllowed();
 
     /// While file writing is not allowed, records for the file wait in memory; when there are too many, the oldest are
