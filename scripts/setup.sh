@@ -3,6 +3,7 @@
 #
 #   scripts/setup.sh run    what the programs need
 #   scripts/setup.sh test   what the tests and checks need as well
+#   scripts/setup.sh docs   what checking the documents and drawing their pictures needs
 #   scripts/setup.sh arm64  what building and testing for 64-bit ARM needs
 #   scripts/setup.sh bench  what the benchmarks need, with all that ours are measured beside
 set -euo pipefail
@@ -11,6 +12,9 @@ packages=(cmake ninja-build g++ pkg-config libcli11-dev libspdlog-dev libfmt-dev
 if [ "${1:-run}" = test ]; then
     packages+=(git googletest locales clang-14 clang-format-14 clang-tidy-14 libc++-14-dev libc++abi-14-dev libclang-rt-14-dev
         libgnustep-base-dev libobjc-12-dev libblocksruntime-dev)
+fi
+if [ "${1:-run}" = docs ]; then
+    packages=(cmake ninja-build doxygen graphviz)
 fi
 if [ "${1:-run}" = bench ]; then
     packages+=(libbenchmark-dev libabsl-dev libboost-dev libpoco-dev libtbb-dev libuv1-dev qt6-base-dev)

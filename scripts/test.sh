@@ -2,8 +2,8 @@
 # Installs what is missing, builds in every way that is supported, and runs the checks and the tests. Prints a line for each
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
-#   scripts/test.sh            format, dev and asan
-#   scripts/test.sh STAGE…     some of: format dev asan, and tsan clang-libcxx tidy arm64, which take as long again
+#   scripts/test.sh            format, doxygen, dev and asan
+#   scripts/test.sh STAGE…     some of: format doxygen dev asan, and tsan clang-libcxx tidy arm64, which take as long again
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -20,6 +20,11 @@ jobs=$(nproc)
 sources() { git ls-files -co --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
 
 format() { scripts/check-names.sh && sources | xargs clang-format-14 --dry-run -Werror; }
+
+# Every public declaration says what it does.
+doxygen() {
+    scripts/setup.sh docs && cmake -S docs -B build/docs -G Ninja && cmake --build build/docs
+}
 
 build() { cmake --preset "$1" && cmake --build --preset "$1" -j "$jobs"; }
 
@@ -39,6 +44,7 @@ arm64() { scripts/setup.sh arm64 && build arm64 && scripts/emulated.sh ctest --p
 run_stage() {
     case $1 in
         format) format ;;
+        doxygen) doxygen ;;
         tidy) tidy ;;
         arm64) arm64 ;;
         dev | clang-libcxx | asan | tsan) tests "$1" ;;
@@ -51,7 +57,7 @@ run_stage() {
 
 stages=("$@")
 if [ ${#stages[@]} -eq 0 ]; then
-    stages=(format dev asan)
+    stages=(format doxygen dev asan)
 fi
 closing=
 for stage in "${stages[@]}"; do
