@@ -88,6 +88,17 @@ TEST(VdictlUsage, RefusesWhatItDoesNotUnderstand) {
     }
 }
 
+TEST(VdictlUsage, KnowsClientsInAnyCaseAndUsersByNumberOrName) {
+    EXPECT_EQ(run({"name", "--client", "Crews", "x"}).output, run({"name", "--client", "crews", "x"}).output);
+    EXPECT_EQ(run({"name", "--user", "root", "x"}).output, run({"name", "--user", "0", "x"}).output);
+    const tool::Result client = run({"name", "--client", "nobody's", "x"});
+    EXPECT_EQ(client.exitCode, 2);
+    EXPECT_THAT(client.errors, HasSubstr("--client: 'nobody's' is none of parlet, crews, huddles and unknown"));
+    const tool::Result user = run({"name", "--user", "nobody's", "x"});
+    EXPECT_EQ(user.exitCode, 2);
+    EXPECT_THAT(user.errors, HasSubstr("--user: 'nobody's' is no user's number or name"));
+}
+
 TEST(VdictlUsage, SaysThatItsOutputCannotBeWritten) {
     EXPECT_EQ(shell(std::string(VDICTL) + " paths >/dev/full 2>/dev/shm/errors") >> 8, 3);
     EXPECT_EQ(contents("/dev/shm/errors"), "vdictl: standard output: write: No space left on device (ENOSPC)\n");

@@ -1,10 +1,7 @@
 #pragma once
 
+#include "CommandLine.h"
 #include "Terminal.h"
-
-namespace CLI {
-class App;
-}
 
 namespace vdictl {
 
@@ -25,22 +22,22 @@ struct Context {
 
 // Each declares a command with its options. When the command is on the command line, parsing it does the work and sets
 // `exitCode`; a `Failure` thrown by it is reported and ends the program with `exitFailure`.
-void addCheck(CLI::App& app, Context& context);
-void addDoctor(CLI::App& app, Context& context);
-void addEvent(CLI::App& app, Context& context);
-void addJid(CLI::App& app, Context& context);
-void addLaunch(CLI::App& app, Context& context);
-void addLock(CLI::App& app, Context& context);
-void addMessage(CLI::App& app, Context& context);
-void addName(CLI::App& app, Context& context);
-void addPaths(CLI::App& app, Context& context);
-void addRunning(CLI::App& app, Context& context);
-void addStatus(CLI::App& app, Context& context);
-void addTerminate(CLI::App& app, Context& context);
-void addWaitExit(CLI::App& app, Context& context);
-void addWatch(CLI::App& app, Context& context);
+void addCheck(CommandLine line, Context& context);
+void addDoctor(CommandLine line, Context& context);
+void addEvent(CommandLine line, Context& context);
+void addJid(CommandLine line, Context& context);
+void addLaunch(CommandLine line, Context& context);
+void addLock(CommandLine line, Context& context);
+void addMessage(CommandLine line, Context& context);
+void addName(CommandLine line, Context& context);
+void addPaths(CommandLine line, Context& context);
+void addRunning(CommandLine line, Context& context);
+void addStatus(CommandLine line, Context& context);
+void addTerminate(CommandLine line, Context& context);
+void addWaitExit(CommandLine line, Context& context);
+void addWatch(CommandLine line, Context& context);
 
 /// Declares `--json`.
-void addJsonOption(CLI::App& command, Context& context);
+void addJsonOption(CommandLine command, Context& context);
 
 }  // namespace vdictl

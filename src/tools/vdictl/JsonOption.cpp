@@ -1,11 +1,9 @@
-#include <CLI/CLI.hpp>
-
 #include "Command.h"
 
 namespace vdictl {
 
-void addJsonOption(CLI::App& command, Context& context) {
-    command.add_flag("--json", context.json, "Print facts as JSON");
+void addJsonOption(CommandLine command, Context& context) {
+    command.flag("--json", context.json, "Print facts as JSON");
 }
 
 }  // namespace vdictl

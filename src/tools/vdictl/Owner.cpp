@@ -1,15 +1,15 @@
 #include "Owner.h"
 
 #include <pwd.h>
+#include <strings.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdlib>
-#include <map>
 #include <system_error>
+#include <utility>
 
 #include "Report.h"
 
@@ -37,6 +37,20 @@ std::optional<uid_t> parseUser(const std::string& text) {
     return isNumber ? std::optional(user) : userCalled(text);
 }
 
+// In any case.
+std::optional<VDIClientType::VDIClientTypeEnum> clientCalled(const std::string& name) {
+    const std::pair<const char*, VDIClientType::VDIClientTypeEnum> clients[]{{"unknown", VDIClientType::Unknown},
+                                                                             {"parlet", VDIClientType::Parlet},
+                                                                             {"crews", VDIClientType::OrvexCrews},
+                                                                             {"huddles", VDIClientType::OrvexHuddles}};
+    for (const auto& [known, client] : clients) {
+        if (strcasecmp(name.c_str(), known) == 0) {
+            return client;
+        }
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 uid_t Owner::userOrSelf() const {
@@ -60,22 +74,23 @@ std::string_view clientPrefix(VDIClientType::VDIClientTypeEnum client) {
     }
 }
 
-void addOwnerOptions(CLI::App& command, Owner& owner) {
-    const std::map<std::string, VDIClientType::VDIClientTypeEnum> clients{{"unknown", VDIClientType::Unknown},
-                                                                          {"parlet", VDIClientType::Parlet},
-                                                                          {"crews", VDIClientType::OrvexCrews},
-                                                                          {"huddles", VDIClientType::OrvexHuddles}};
-    command.add_option("-c,--client", owner.client, "Client product: parlet, crews, huddles or unknown")
-        ->transform(CLI::CheckedTransformer(clients, CLI::ignore_case).description(""))
-        ->type_name("PRODUCT");
+void addOwnerOptions(CommandLine command, Owner& owner) {
     command
-        .add_option_function<std::string>(
+        .option(
+            "-c,--client", [&owner](const std::string& text) { owner.client = clientCalled(text); },
+            "Client product: parlet, crews, huddles or unknown")
+        .check([](const std::string& text) {
+            return clientCalled(text) ? std::string() : "'" + text + "' is none of parlet, crews, huddles and unknown";
+        })
+        .type("PRODUCT");
+    command
+        .option(
             "-u,--user", [&owner](const std::string& text) { owner.user = parseUser(text); },
             "User whose objects these are, by number or name; by default your own")
-        ->check([](const std::string& text) {
+        .check([](const std::string& text) {
             return parseUser(text) ? std::string() : "'" + text + "' is no user's number or name";
         })
-        ->type_name("USER");
+        .type("USER");
 }
 
 ActingFor::ActingFor(const Owner& owner) : before_(geteuid()) {

@@ -7,9 +7,7 @@
 #include <string>
 #include <string_view>
 
-namespace CLI {
-class App;
-}
+#include "CommandLine.h"
 
 namespace vdictl {
 
@@ -28,7 +26,7 @@ struct Owner {
 };
 
 /// Declares `--client` and `--user`. The user may be a number or a name.
-void addOwnerOptions(CLI::App& command, Owner& owner);
+void addOwnerOptions(CommandLine command, Owner& owner);
 
 /// What the names of a product's objects begin with after the user: "CRVDI_".
 std::string_view clientPrefix(VDIFrameworkCommon::VDIClientType::VDIClientTypeEnum client);

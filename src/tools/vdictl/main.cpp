@@ -22,21 +22,21 @@ const char* const exitCodes =
     "Exit codes: 0 healthy, yes or done; 1 findings, no or not in time; 2 usage; 3 failure. 'lock' passes on what its\n"
     "command ends with.";
 
-void addCommands(CLI::App& app, Context& context) {
-    addEvent(app, context);
-    addLock(app, context);
-    addName(app, context);
-    addRunning(app, context);
-    addLaunch(app, context);
-    addTerminate(app, context);
-    addWaitExit(app, context);
-    addMessage(app, context);
-    addCheck(app, context);
-    addJid(app, context);
-    addPaths(app, context);
-    addStatus(app, context);
-    addWatch(app, context);
-    addDoctor(app, context);
+void addCommands(CommandLine line, Context& context) {
+    addEvent(line, context);
+    addLock(line, context);
+    addName(line, context);
+    addRunning(line, context);
+    addLaunch(line, context);
+    addTerminate(line, context);
+    addWaitExit(line, context);
+    addMessage(line, context);
+    addCheck(line, context);
+    addJid(line, context);
+    addPaths(line, context);
+    addStatus(line, context);
+    addWatch(line, context);
+    addDoctor(line, context);
 }
 
 // What is opened later must not become a standard descriptor.
@@ -57,7 +57,7 @@ int run(int argc, char** argv) {
     app.footer(exitCodes);
     app.require_subcommand(1);
     app.set_version_flag("--version", std::string("vdictl " VDICTL_VERSION));
-    addCommands(app, context);
+    addCommands(CommandLine(app), context);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

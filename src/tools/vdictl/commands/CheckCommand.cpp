@@ -1,6 +1,5 @@
 #include <VDIFrameworkCommon/IdentifierUtils.h>
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <map>
 #include <memory>
@@ -42,16 +41,16 @@ void check(const Options& options, Context& context) {
 
 }  // namespace
 
-void addCheck(CLI::App& app, Context& context) {
+void addCheck(CommandLine line, Context& context) {
     auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("check", "Check an address, a SIP URI, a UUID or a meeting number");
-    addJsonOption(*command, context);
-    command->add_option("KIND", options->kind, "jid, sip, uuid or meeting")
-        ->required()
-        ->check(CLI::IsMember({"jid", "sip", "uuid", "meeting"}).description(""))
-        ->option_text(" ");
-    command->add_option("TEXT", options->text, "What is checked, as it is")->required()->option_text(" ");
-    command->callback([options, &context] { check(*options, context); });
+    CommandLine command = line.add("check", "Check an address, a SIP URI, a UUID or a meeting number");
+    addJsonOption(command, context);
+    command.option("KIND", options->kind, "jid, sip, uuid or meeting")
+        .required()
+        .oneOf({"jid", "sip", "uuid", "meeting"})
+        .note(" ");
+    command.option("TEXT", options->text, "What is checked, as it is").required().note(" ");
+    command.action([options, &context] { check(*options, context); });
 }
 
 }  // namespace vdictl

@@ -1,6 +1,5 @@
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <exception>
 #include <iostream>
@@ -166,19 +165,19 @@ void run(const Options& options, Context& context) {
 
 }  // namespace
 
-void addDoctor(CLI::App& app, Context& context) {
-    CLI::App* const command = app.add_subcommand("doctor", "Find what dead agents left, and repair it");
+void addDoctor(CommandLine line, Context& context) {
+    CommandLine command = line.add("doctor", "Find what dead agents left, and repair it");
     const auto options = std::make_shared<Options>();
-    addOwnerOptions(*command, options->owner);
-    command->get_option("--client")->description("Only this product's: parlet, crews, huddles or unknown");
-    command->get_option("--user")->description("Only this user's, by number or name");
-    addJsonOption(*command, context);
-    CLI::Option* const fix = command->add_flag("--fix", options->fix, "Repair what is proved dead, after asking");
-    command->add_flag("--yes", options->yes, "Repair without asking")->needs(fix);
-    command->add_option("--ignore", options->ignored, "Leave findings of this kind out; may be repeated")
-        ->check(CLI::IsMember(std::set<std::string>(std::begin(kinds), std::end(kinds))).description(""))
-        ->type_name("KIND");
-    command->callback([options, &context] { run(*options, context); });
+    addOwnerOptions(command, options->owner);
+    command.describe("--client", "Only this product's: parlet, crews, huddles or unknown");
+    command.describe("--user", "Only this user's, by number or name");
+    addJsonOption(command, context);
+    const Argument fix = command.flag("--fix", options->fix, "Repair what is proved dead, after asking");
+    command.flag("--yes", options->yes, "Repair without asking").needs(fix);
+    command.option("--ignore", options->ignored, "Leave findings of this kind out; may be repeated")
+        .oneOf({std::begin(kinds), std::end(kinds)})
+        .type("KIND");
+    command.action([options, &context] { run(*options, context); });
 }
 
 }  // namespace vdictl

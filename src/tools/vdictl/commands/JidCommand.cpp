@@ -1,6 +1,5 @@
 #include <VDIFrameworkCommon/IdentifierUtils.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -35,19 +34,20 @@ void unescape(const std::string& text, const Context& context) {
 
 }  // namespace
 
-void addJid(CLI::App& app, Context& context) {
+void addJid(CommandLine line, Context& context) {
     auto text = std::make_shared<std::string>();
-    CLI::App* const command = app.add_subcommand("jid", "Escape or unescape the local part of a JID");
-    command->require_subcommand(1);
+    CommandLine command = line.add("jid", "Escape or unescape the local part of a JID");
+    command.requireCommand();
     const auto add = [&](const char* name, const char* description) {
-        CLI::App* const operation = command->add_subcommand(name, description);
-        addJsonOption(*operation, context);
-        operation->add_option("TEXT", *text, "JID")->required()->option_text(" ");
+        CommandLine operation = command.add(name, description);
+        addJsonOption(operation, context);
+        operation.option("TEXT", *text, "JID").required().note(" ");
         return operation;
     };
-    add("escape", "Write what may not stand before the last @ as a backslash and two digits")
-        ->callback([text, &context] { escape(*text, context); });
-    add("unescape", "Turn it back")->callback([text, &context] { unescape(*text, context); });
+    add("escape", "Write what may not stand before the last @ as a backslash and two digits").action([text, &context] {
+        escape(*text, context);
+    });
+    add("unescape", "Turn it back").action([text, &context] { unescape(*text, context); });
 }
 
 }  // namespace vdictl

@@ -1,7 +1,6 @@
 #include <VDIFrameworkCommon/ProcessUtils.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <cerrno>
 #include <chrono>
 #include <memory>
@@ -60,19 +59,18 @@ void launch(const Options& options) {
 
 }  // namespace
 
-void addLaunch(CLI::App& app, Context& /*context*/) {
+void addLaunch(CommandLine line, Context& /*context*/) {
     auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("launch", "Launch an application or a program");
+    CommandLine command = line.add("launch", "Launch an application or a program");
     command
-        ->add_option("ID", options->target,
-                     "Identifier of an application as org.example.App, or a path, which has a / in it")
-        ->required()
-        ->option_text(" ");
-    command->add_option("ARGUMENT", options->arguments, "Arguments of a program at a path; after --")
-        ->option_text("...");
-    command->callback([options] {
+        .option("ID", options->target,
+                "Identifier of an application as org.example.App, or a path, which has a / in it")
+        .required()
+        .note(" ");
+    command.option("ARGUMENT", options->arguments, "Arguments of a program at a path; after --").note("...");
+    command.action([options] {
         if (!options->isPath() && !options->arguments.empty()) {
-            throw CLI::ValidationError("ARGUMENT", "only a program at a path takes arguments");
+            refuse("ARGUMENT", "only a program at a path takes arguments");
         }
         launch(*options);
     });

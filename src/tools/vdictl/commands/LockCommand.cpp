@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -84,18 +83,15 @@ int runUnderLock(const Options& options) {
 
 }  // namespace
 
-void addLock(CLI::App& app, Context& context) {
+void addLock(CommandLine line, Context& context) {
     auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("lock", "Run a command while holding a named mutex");
-    addOwnerOptions(*command, options->owner);
-    command
-        ->add_option("-t,--timeout", options->timeout, "Give up when the mutex is not free within so many milliseconds")
-        ->type_name("MS");
-    command->add_option("NAME", options->name, "Name of the mutex")->required()->option_text(" ");
-    command->add_option("COMMAND", options->command, "Command and its arguments, after --")
-        ->required()
-        ->option_text(" ");
-    command->callback([options, &context] { context.exitCode = runUnderLock(*options); });
+    CommandLine command = line.add("lock", "Run a command while holding a named mutex");
+    addOwnerOptions(command, options->owner);
+    command.option("-t,--timeout", options->timeout, "Give up when the mutex is not free within so many milliseconds")
+        .type("MS");
+    command.option("NAME", options->name, "Name of the mutex").required().note(" ");
+    command.option("COMMAND", options->command, "Command and its arguments, after --").required().note(" ");
+    command.action([options, &context] { context.exitCode = runUnderLock(*options); });
 }
 
 }  // namespace vdictl

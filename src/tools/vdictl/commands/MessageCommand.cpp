@@ -1,6 +1,5 @@
 #include <VDIFrameworkCommon/MessageUtils.h>
 
-#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <iostream>
 #include <iterator>
@@ -73,21 +72,21 @@ void parse(const std::string& argument, const Context& context) {
 
 }  // namespace
 
-void addMessage(CLI::App& app, Context& context) {
-    CLI::App* const command = app.add_subcommand("message", "Build or take apart a message of fields joined by |");
-    command->require_subcommand(1);
+void addMessage(CommandLine line, Context& context) {
+    CommandLine command = line.add("message", "Build or take apart a message of fields joined by |");
+    command.requireCommand();
 
     auto fields = std::make_shared<std::vector<std::string>>();
-    CLI::App* const building = command->add_subcommand("build", "Join fields");
-    addJsonOption(*building, context);
-    building->add_option("FIELD", *fields, "Fields, in order; - stands for itself")->required()->option_text("...");
-    building->callback([fields, &context] { build(*fields, context); });
+    CommandLine building = command.add("build", "Join fields");
+    addJsonOption(building, context);
+    building.option("FIELD", *fields, "Fields, in order; - stands for itself").required().note("...");
+    building.action([fields, &context] { build(*fields, context); });
 
     auto message = std::make_shared<std::string>();
-    CLI::App* const parsing = command->add_subcommand("parse", "Show the fields, a line each");
-    addJsonOption(*parsing, context);
-    parsing->add_option("MESSAGE", *message, "Message; - for standard input")->required()->option_text(" ");
-    parsing->callback([message, &context] { parse(*message, context); });
+    CommandLine parsing = command.add("parse", "Show the fields, a line each");
+    addJsonOption(parsing, context);
+    parsing.option("MESSAGE", *message, "Message; - for standard input").required().note(" ");
+    parsing.action([message, &context] { parse(*message, context); });
 }
 
 }  // namespace vdictl

@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -47,21 +46,20 @@ void showName(const Options& options, const Context& context) {
 
 }  // namespace
 
-void addName(CLI::App& app, Context& context) {
+void addName(CommandLine line, Context& context) {
     auto options = std::make_shared<Options>();
-    CLI::App* const command =
-        app.add_subcommand("name", "Show the operating-system name of the shared object with a logical name");
-    addOwnerOptions(*command, options->owner);
+    CommandLine command = line.add("name", "Show the operating-system name of the shared object with a logical name");
+    addOwnerOptions(command, options->owner);
     command
-        ->add_option("-k,--kind", options->kind,
-                     "Add what the library adds to the name of a storage, mutex, event, or guard of a storage")
-        ->check(CLI::IsMember({"storage", "mutex", "event", "guard"}).description(""))
-        ->type_name("KIND");
-    addJsonOption(*command, context);
-    command->add_option("LOGICAL", options->name, "Name; with --client or --user, what stands before it is added")
-        ->required()
-        ->option_text(" ");
-    command->callback([options, &context] { showName(*options, context); });
+        .option("-k,--kind", options->kind,
+                "Add what the library adds to the name of a storage, mutex, event, or guard of a storage")
+        .oneOf({"storage", "mutex", "event", "guard"})
+        .type("KIND");
+    addJsonOption(command, context);
+    command.option("LOGICAL", options->name, "Name; with --client or --user, what stands before it is added")
+        .required()
+        .note(" ");
+    command.action([options, &context] { showName(*options, context); });
 }
 
 }  // namespace vdictl

@@ -1,6 +1,5 @@
 #include <VDIFrameworkCommon/FileUtils.h>
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
@@ -49,14 +48,19 @@ void showPaths(const Context& context) {
 
 }  // namespace
 
-void addPaths(CLI::App& app, Context& context) {
-    CLI::App* const command = app.add_subcommand("paths", "Show the folders and files of a client");
-    command->add_option_function<std::string>("--app", FileUtils::setAppIdentifier, "Application; by default Parlet")
-        ->type_name("NAME");
-    command->add_option_function<std::string>("--company", FileUtils::setCompanyName, "Company; by default Tavix")
-        ->type_name("NAME");
-    addJsonOption(*command, context);
-    command->callback([&context] { showPaths(context); });
+void addPaths(CommandLine line, Context& context) {
+    CommandLine command = line.add("paths", "Show the folders and files of a client");
+    command
+        .option(
+            "--app", [](const std::string& name) { FileUtils::setAppIdentifier(name); },
+            "Application; by default Parlet")
+        .type("NAME");
+    command
+        .option(
+            "--company", [](const std::string& name) { FileUtils::setCompanyName(name); }, "Company; by default Tavix")
+        .type("NAME");
+    addJsonOption(command, context);
+    command.action([&context] { showPaths(context); });
 }
 
 }  // namespace vdictl

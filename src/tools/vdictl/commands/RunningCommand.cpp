@@ -1,6 +1,5 @@
 #include <VDIFrameworkCommon/ProcessUtils.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -36,14 +35,12 @@ void showRunning(const std::string& id, Context& context) {
 
 }  // namespace
 
-void addRunning(CLI::App& app, Context& context) {
+void addRunning(CommandLine line, Context& context) {
     auto id = std::make_shared<std::string>();
-    CLI::App* const command = app.add_subcommand("running", "Tell whether a process or an application is running");
-    addJsonOption(*command, context);
-    command->add_option("ID", *id, "Process id, or identifier of an application as org.example.App")
-        ->required()
-        ->option_text(" ");
-    command->callback([id, &context] { showRunning(*id, context); });
+    CommandLine command = line.add("running", "Tell whether a process or an application is running");
+    addJsonOption(command, context);
+    command.option("ID", *id, "Process id, or identifier of an application as org.example.App").required().note(" ");
+    command.action([id, &context] { showRunning(*id, context); });
 }
 
 }  // namespace vdictl

@@ -1,6 +1,5 @@
 #include <VDIFrameworkCommon/ProcessUtils.h>
 
-#include <CLI/CLI.hpp>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -52,16 +51,13 @@ void terminate(const Options& options, Context& context) {
 
 }  // namespace
 
-void addTerminate(CLI::App& app, Context& context) {
+void addTerminate(CommandLine line, Context& context) {
     auto options = std::make_shared<Options>();
-    CLI::App* const command =
-        app.add_subcommand("terminate", "Force every process of an application to end, without any clean-up");
-    command->add_option("-t,--timeout", options->timeout, "How many milliseconds to wait for the end; by default 5000")
-        ->type_name("MS");
-    command->add_option("ID", options->id, "Identifier of an application as org.example.App")
-        ->required()
-        ->option_text(" ");
-    command->callback([options, &context] { terminate(*options, context); });
+    CommandLine command = line.add("terminate", "Force every process of an application to end, without any clean-up");
+    command.option("-t,--timeout", options->timeout, "How many milliseconds to wait for the end; by default 5000")
+        .type("MS");
+    command.option("ID", options->id, "Identifier of an application as org.example.App").required().note(" ");
+    command.action([options, &context] { terminate(*options, context); });
 }
 
 }  // namespace vdictl

@@ -5,7 +5,6 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -183,13 +182,13 @@ void waitExit(const Options& options, Context& context) {
 
 }  // namespace
 
-void addWaitExit(CLI::App& app, Context& context) {
+void addWaitExit(CommandLine line, Context& context) {
     auto options = std::make_shared<Options>();
-    CLI::App* const command = app.add_subcommand("wait-exit", "Wait until processes have ended, with a line for each");
-    command->add_option("-t,--timeout", options->timeout, "Give up after so many milliseconds")->type_name("MS");
-    addJsonOption(*command, context);
-    command->add_option("PID", options->pids, "Process ids")->required()->option_text("...");
-    command->callback([options, &context] { waitExit(*options, context); });
+    CommandLine command = line.add("wait-exit", "Wait until processes have ended, with a line for each");
+    command.option("-t,--timeout", options->timeout, "Give up after so many milliseconds").type("MS");
+    addJsonOption(command, context);
+    command.option("PID", options->pids, "Process ids").required().note("...");
+    command.action([options, &context] { waitExit(*options, context); });
 }
 
 }  // namespace vdictl

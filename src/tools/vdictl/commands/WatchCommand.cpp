@@ -1,4 +1,3 @@
-#include <CLI/CLI.hpp>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -117,16 +116,16 @@ void showLive(const Options& options, const Context& context) {
 
 }  // namespace
 
-void addWatch(CLI::App& app, Context& context) {
-    CLI::App* const command = app.add_subcommand("watch", "Show what agents share as it changes");
+void addWatch(CommandLine line, Context& context) {
+    CommandLine command = line.add("watch", "Show what agents share as it changes");
     const auto options = std::make_shared<Options>();
-    addOwnerOptions(*command, options->owner);
-    command->get_option("--client")->description("Only this product's: parlet, crews, huddles or unknown");
-    command->get_option("--user")->description("Only this user's, by number or name");
-    addJsonOption(*command, context);
-    command->add_flag("--log", options->log, "A line for each change, as into a pipe, also on a terminal");
-    command->add_flag("--waiters", options->waiters, "Tell also of threads that begin or cease to wait for an event");
-    command->callback([options, &context] {
+    addOwnerOptions(command, options->owner);
+    command.describe("--client", "Only this product's: parlet, crews, huddles or unknown");
+    command.describe("--user", "Only this user's, by number or name");
+    addJsonOption(command, context);
+    command.flag("--log", options->log, "A line for each change, as into a pipe, also on a terminal");
+    command.flag("--waiters", options->waiters, "Tell also of threads that begin or cease to wait for an event");
+    command.action([options, &context] {
         if (options->log || context.json || !context.terminal.isTerminal()) {
             logChanges(*options, context);
         } else {
