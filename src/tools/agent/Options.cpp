@@ -19,7 +19,7 @@ using VDIFrameworkCommon::VDIClientType;
 
 constexpr int exitUsage = 2;
 
-const char* const about =
+const char* const purpose =
     "An agent of a virtual-desktop client: registers with the other agents of the same user and client\n"
     "product, takes the active role when no other living agent has it, and stands by otherwise.";
 
@@ -62,7 +62,7 @@ std::optional<ParletVersion> parseVersion(std::string_view text) {
 
 std::optional<Options> parseOptions(int argc, char** argv, int& exitCode) {
     Options options;
-    CLI::App app(about, "vdi-agent");
+    CLI::App app(purpose, "vdi-agent");
     app.footer(messages);
     const std::map<std::string, VDIClientType::VDIClientTypeEnum> clients{{"unknown", VDIClientType::Unknown},
                                                                           {"parlet", VDIClientType::Parlet},

@@ -24,12 +24,12 @@ const std::map<std::string, Check>& checks() {
     return known;
 }
 
-struct Options {
+struct CheckOptions {
     std::string kind;
     std::string text;
 };
 
-void check(const Options& options, Context& context) {
+void check(const CheckOptions& options, Context& context) {
     const bool isValid = checks().at(options.kind)(options.text);
     if (context.json) {
         printJson({{"kind", options.kind}, {"text", options.text}, {"valid", isValid}});
@@ -42,7 +42,7 @@ void check(const Options& options, Context& context) {
 }  // namespace
 
 void addCheck(CommandLine line, Context& context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<CheckOptions>();
     CommandLine command = line.add("check", "Check an address, a SIP URI, a UUID or a meeting number");
     addJsonOption(command, context);
     command.option("KIND", options->kind, "jid, sip, uuid or meeting")

@@ -22,7 +22,7 @@ namespace {
 using Json = nlohmann::ordered_json;
 using Outcome = RepairResult::Outcome;
 
-struct Options {
+struct DoctorOptions {
     Owner owner;
     bool fix = false;
     bool yes = false;
@@ -46,7 +46,7 @@ const char* wordFor(Outcome outcome) {
     return words[static_cast<std::size_t>(outcome)];
 }
 
-std::vector<Case> findCases(const Options& options) {
+std::vector<Case> findCases(const DoctorOptions& options) {
     Owner owner = options.owner;
     if (!owner.user && geteuid() != 0) {
         owner.user = geteuid();
@@ -105,7 +105,7 @@ std::size_t repairable(const std::vector<Case>& cases) {
 }
 
 // Asked on standard error, so that what is found can go anywhere.
-bool isConfirmed(const Options& options, std::size_t count, std::size_t all) {
+bool isConfirmed(const DoctorOptions& options, std::size_t count, std::size_t all) {
     if (options.yes) {
         return true;
     }
@@ -119,7 +119,7 @@ bool isConfirmed(const Options& options, std::size_t count, std::size_t all) {
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-void repairAll(const Options& options, const Context& context, std::vector<Case>& cases) {
+void repairAll(const DoctorOptions& options, const Context& context, std::vector<Case>& cases) {
     const std::size_t count = repairable(cases);
     if (count == 0 || !isConfirmed(options, count, cases.size())) {
         return;
@@ -138,7 +138,7 @@ bool anyTried(const std::vector<Case>& cases) {
     return std::any_of(cases.begin(), cases.end(), [](const Case& entry) { return !entry.outcome.empty(); });
 }
 
-void run(const Options& options, Context& context) {
+void run(const DoctorOptions& options, Context& context) {
     std::vector<Case> cases = findCases(options);
     if (!context.json) {
         for (const Case& entry : cases) {
@@ -167,7 +167,7 @@ void run(const Options& options, Context& context) {
 
 void addDoctor(CommandLine line, Context& context) {
     CommandLine command = line.add("doctor", "Find what dead agents left, and repair it");
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<DoctorOptions>();
     addOwnerOptions(command, options->owner);
     command.describe("--client", "Only this product's: parlet, crews, huddles or unknown");
     command.describe("--user", "Only this user's, by number or name");

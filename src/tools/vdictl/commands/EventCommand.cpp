@@ -10,13 +10,13 @@ namespace vdictl {
 
 namespace {
 
-struct Options {
+struct EventOptions {
     EventName name;
     std::optional<unsigned int> timeout;  // milliseconds
 };
 
 CommandLine addOperation(CommandLine command, const char* name, const char* description,
-                         const std::shared_ptr<Options>& options) {
+                         const std::shared_ptr<EventOptions>& options) {
     CommandLine operation = command.add(name, description);
     addOwnerOptions(operation, options->name.owner);
     operation
@@ -30,7 +30,7 @@ CommandLine addOperation(CommandLine command, const char* name, const char* desc
 }  // namespace
 
 void addEvent(CommandLine line, Context& context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<EventOptions>();
     CommandLine command = line.add("event", "Set, reset, wait for or show a named event");
     command.requireCommand();
 

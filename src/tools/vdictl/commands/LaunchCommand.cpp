@@ -20,14 +20,14 @@ using VDIFrameworkCommon::ProcessUtils;
 // The library tells the outcome as soon as the system has it.
 constexpr std::chrono::seconds patience{60};
 
-struct Options {
+struct LaunchOptions {
     std::string target;
     std::vector<std::string> arguments;
 
     bool isPath() const { return target.find('/') != std::string::npos; }
 };
 
-void requireSuccess(const std::string& object, const Options& options) {
+void requireSuccess(const std::string& object, const LaunchOptions& options) {
     const auto outcome = library::waitFor("createProcess: ", patience);
     if (outcome == "createProcess: succeed") {
         return;
@@ -46,7 +46,7 @@ void requireSuccess(const std::string& object, const Options& options) {
     throw Failure(object, "launch", "the system refused it", "the system's log says why");
 }
 
-void launch(const Options& options) {
+void launch(const LaunchOptions& options) {
     library::clear();
     if (options.isPath()) {
         ProcessUtils::createProcessAtURL(options.target, options.arguments);
@@ -60,7 +60,7 @@ void launch(const Options& options) {
 }  // namespace
 
 void addLaunch(CommandLine line, Context& /*context*/) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<LaunchOptions>();
     CommandLine command = line.add("launch", "Launch an application or a program");
     command
         .option("ID", options->target,

@@ -21,7 +21,7 @@ using std::chrono::steady_clock;
 // How soon a signal ends the wait for the lock, and how soon a dead holder is noticed.
 constexpr milliseconds slice{100};
 
-struct Options {
+struct LockOptions {
     Owner owner;
     std::string name;
     std::vector<std::string> command;
@@ -31,7 +31,7 @@ struct Options {
 /// Taking the lock, unless the time runs out or a signal asks to stop.
 class Waiting {
 public:
-    Waiting(const Options& options, SignalQueue& signals)
+    Waiting(const LockOptions& options, SignalQueue& signals)
         : limit_(options.timeout), start_(steady_clock::now()), signals_(signals) {}
 
     /// Nothing when the lock is taken, and otherwise the exit code.
@@ -64,7 +64,7 @@ private:
     SignalQueue& signals_;
 };
 
-int runUnderLock(const Options& options) {
+int runUnderLock(const LockOptions& options) {
     SignalQueue signals({SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGUSR2, SIGALRM, SIGCHLD, SIGPIPE});
     std::optional<ActingFor> acting(std::in_place, options.owner);
     NamedLock lock(options.owner, options.name);
@@ -84,7 +84,7 @@ int runUnderLock(const Options& options) {
 }  // namespace
 
 void addLock(CommandLine line, Context& context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<LockOptions>();
     CommandLine command = line.add("lock", "Run a command while holding a named mutex");
     addOwnerOptions(command, options->owner);
     command.option("-t,--timeout", options->timeout, "Give up when the mutex is not free within so many milliseconds")

@@ -11,7 +11,7 @@ namespace vdictl {
 
 namespace {
 
-struct Options {
+struct NameOptions {
     Owner owner;
     std::string kind;
     std::string name;
@@ -20,7 +20,7 @@ struct Options {
 // What the library puts before the name of a storage for the lock beside it.
 constexpr const char* guardPrefix = "B3AA2F75-88F6-41D3-A399-B58B79308164_";
 
-std::string logicalName(const Options& options) {
+std::string logicalName(const NameOptions& options) {
     const bool isGuard = options.kind == "guard";
     std::string name = options.owner.isGiven() ? options.owner.prefix() : std::string();
     name += (isGuard ? guardPrefix : "") + options.name;
@@ -32,7 +32,7 @@ std::string logicalName(const Options& options) {
     return name;
 }
 
-void showName(const Options& options, const Context& context) {
+void showName(const NameOptions& options, const Context& context) {
     const SharedObject object(logicalName(options));
     if (context.json) {
         printJson({{"logicalName", object.logicalName},
@@ -47,7 +47,7 @@ void showName(const Options& options, const Context& context) {
 }  // namespace
 
 void addName(CommandLine line, Context& context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<NameOptions>();
     CommandLine command = line.add("name", "Show the operating-system name of the shared object with a logical name");
     addOwnerOptions(command, options->owner);
     command

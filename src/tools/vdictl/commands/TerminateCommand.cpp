@@ -18,7 +18,7 @@ using namespace std::chrono_literals;
 
 constexpr auto pause = 20ms;
 
-struct Options {
+struct TerminateOptions {
     std::string id;
     unsigned int timeout = 5000;  // milliseconds
 };
@@ -34,7 +34,7 @@ bool endsWithin(const std::string& id, std::chrono::milliseconds limit) {
     return true;
 }
 
-void terminate(const Options& options, Context& context) {
+void terminate(const TerminateOptions& options, Context& context) {
     const std::string object = "application '" + visible(options.id) + "'";
     if (!ProcessUtils::isProcessRunning(options.id)) {
         complain(object +
@@ -52,7 +52,7 @@ void terminate(const Options& options, Context& context) {
 }  // namespace
 
 void addTerminate(CommandLine line, Context& context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<TerminateOptions>();
     CommandLine command = line.add("terminate", "Force every process of an application to end, without any clean-up");
     command.option("-t,--timeout", options->timeout, "How many milliseconds to wait for the end; by default 5000")
         .type("MS");

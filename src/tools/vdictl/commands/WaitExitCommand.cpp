@@ -152,12 +152,12 @@ bool waitByLooking(const std::set<unsigned int>& pids, const Limit& limit, const
     return true;
 }
 
-struct Options {
+struct WaitExitOptions {
     std::vector<unsigned int> pids;
     std::optional<unsigned int> timeout;  // milliseconds
 };
 
-void waitExit(const Options& options, Context& context) {
+void waitExit(const WaitExitOptions& options, Context& context) {
     const Limit limit(options.timeout);
     Watch watch(context);
     std::set<unsigned int> withoutDescriptor;
@@ -183,7 +183,7 @@ void waitExit(const Options& options, Context& context) {
 }  // namespace
 
 void addWaitExit(CommandLine line, Context& context) {
-    auto options = std::make_shared<Options>();
+    auto options = std::make_shared<WaitExitOptions>();
     CommandLine command = line.add("wait-exit", "Wait until processes have ended, with a line for each");
     command.option("-t,--timeout", options->timeout, "Give up after so many milliseconds").type("MS");
     addJsonOption(command, context);

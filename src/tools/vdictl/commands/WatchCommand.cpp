@@ -21,7 +21,7 @@ using Json = nlohmann::ordered_json;
 constexpr int refreshSeconds = 10;  // of the live view, for the ages in it
 constexpr int longestWaitSeconds = 3600;
 
-struct Options {
+struct WatchOptions {
     Owner owner;
     bool log = false;
     bool waiters = false;
@@ -69,7 +69,7 @@ std::string stateOf(const Group& group) {
 }
 
 // The first lines: how it is before anything changes.
-void printStart(const Survey& survey, const Options& options, const Context& context) {
+void printStart(const Survey& survey, const WatchOptions& options, const Context& context) {
     if (context.json) {
         Json start = surveyJson(survey, options.owner);
         Json line;
@@ -88,7 +88,7 @@ void printStart(const Survey& survey, const Options& options, const Context& con
     print(text);
 }
 
-void logChanges(const Options& options, const Context& context) {
+void logChanges(const WatchOptions& options, const Context& context) {
     Watcher watcher;
     Survey before = takeSurvey(Look::WithoutMappings, options.owner);
     watcher.watch(before);
@@ -105,7 +105,7 @@ void logChanges(const Options& options, const Context& context) {
     }
 }
 
-void showLive(const Options& options, const Context& context) {
+void showLive(const WatchOptions& options, const Context& context) {
     Watcher watcher;
     do {
         const Survey survey = takeSurvey(Look::WithMappings, options.owner);
@@ -118,7 +118,7 @@ void showLive(const Options& options, const Context& context) {
 
 void addWatch(CommandLine line, Context& context) {
     CommandLine command = line.add("watch", "Show what agents share as it changes");
-    const auto options = std::make_shared<Options>();
+    const auto options = std::make_shared<WatchOptions>();
     addOwnerOptions(command, options->owner);
     command.describe("--client", "Only this product's: parlet, crews, huddles or unknown");
     command.describe("--user", "Only this user's, by number or name");

@@ -50,7 +50,7 @@ RepairResult resize(const Object& surveyed) {
 // Also for an object that its mode keeps even its owner from opening.
 RepairResult setMode(const Object& surveyed) {
     const std::string path = std::string(sharedFolderPath) + "/" + surveyed.file.name;
-    const Descriptor fd(open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    const Descriptor fd(::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     struct stat status {};
     if (!fd.isOpen() || fstat(fd.get(), &status) != 0 || status.st_ino != surveyed.file.inode ||
         (status.st_mode & 07777U) == rightMode) {

@@ -16,7 +16,7 @@ namespace vdictl {
 
 OpenObject::OpenObject(const Object& object)
     : path_(std::string(sharedFolderPath) + "/" + object.file.name),
-      fd_(open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
+      fd_(::open(path_.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
     if (!fd_.isOpen() && errno != ENOENT) {
         throw Failure(object.title() + " (" + path_ + ")", "open", errno,
                       "run as its owner, user " + std::to_string(object.file.owner) + ", or as root");
