@@ -27,7 +27,7 @@ constexpr long sendingMs = 200;
 
 // The products that share the record of the active agent share its event.
 std::string productName() {
-    const auto client = VDIClientInfo::getInstance();
+    auto* const client = VDIClientInfo::getInstance();
     const auto type = client->getClientType();
     const bool hasItsOwn = type == VDIClientType::OrvexCrews || type == VDIClientType::OrvexHuddles;
     return hasItsOwn ? client->getClientName() : "Unknown";

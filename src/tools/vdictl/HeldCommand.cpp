@@ -86,6 +86,7 @@ private:
 
 int runCommand(std::vector<std::string> words, SignalQueue& signals) {
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : words) {
         pointers.push_back(word.data());
     }

@@ -33,7 +33,7 @@ constexpr const char* repair = "'vdictl doctor' tells more and can repair it";
 
 // A copy of what other processes may be changing now.
 MutexRecord recordOf(const pthread_mutex_t* mutex) {
-    return *decodeMutex(std::string(reinterpret_cast<const char*>(mutex), sizeof *mutex));
+    return *decodeMutex(std::string(reinterpret_cast<const char*>(mutex), sizeof(pthread_mutex_t)));
 }
 
 void* mapped(int fd) {

@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string>
 
 #include "doctor/Finding.h"
@@ -23,12 +24,8 @@ bool isDead(const Object& object, pid_t thread, dev_t device) {
     if (!readMappings(*process, device, mappings)) {
         return false;
     }
-    for (const Mapping& mapping : mappings) {
-        if (mapping.inode == object.file.inode) {
-            return false;
-        }
-    }
-    return true;
+    const auto isOfTheObject = [&](const Mapping& mapping) { return mapping.inode == object.file.inode; };
+    return std::none_of(mappings.begin(), mappings.end(), isOfTheObject);
 }
 
 RepairResult freeLock(const Object& surveyed, pid_t thread, dev_t device, bool isUsed) {
@@ -43,7 +40,7 @@ RepairResult freeLock(const Object& surveyed, pid_t thread, dev_t device, bool i
     if (!isDead(surveyed, thread, device)) {
         return {Outcome::Refused, fmt::format("there is a thread {} that may hold it", thread)};
     }
-    return {freeLockOf(*mutex, thread) ? Outcome::Repaired : Outcome::Gone, {}};
+    return {freeLockOf(mutex, thread) ? Outcome::Repaired : Outcome::Gone, {}};
 }
 
 }  // namespace

@@ -30,12 +30,12 @@ std::uint64_t asWord(const Holder& holder) {
 }
 
 // Takes the place of the dead holder. Fails when the mutex was freed or made anew, which writes the same word.
-bool takeOver(pthread_mutex_t& mutex, pid_t deadThread) {
-    auto* const word = reinterpret_cast<std::uint64_t*>(&mutex.__data.__owner);
+bool takeOver(pthread_mutex_t* mutex, pid_t deadThread) {
+    auto* const word = reinterpret_cast<std::uint64_t*>(&mutex->__data.__owner);
     std::uint64_t before = __atomic_load_n(word, __ATOMIC_SEQ_CST);
     Holder holder{};
     std::memcpy(&holder, &before, sizeof holder);
-    if (holder.thread != deadThread || __atomic_load_n(&mutex.__data.__lock, __ATOMIC_SEQ_CST) == 0) {
+    if (holder.thread != deadThread || __atomic_load_n(&mutex->__data.__lock, __ATOMIC_SEQ_CST) == 0) {
         return false;
     }
     const Holder self{static_cast<std::int32_t>(syscall(SYS_gettid)), holder.users};
@@ -53,16 +53,16 @@ std::timespec halfASecondFromNow() {
 
 }  // namespace
 
-bool freeLockOf(pthread_mutex_t& mutex, pid_t deadThread) {
+bool freeLockOf(pthread_mutex_t* mutex, pid_t deadThread) {
     if (!takeOver(mutex, deadThread)) {
         return false;
     }
     // The steps of an unlock, by hand: this thread has not locked the mutex, which checkers of such things object to.
-    __atomic_store_n(&mutex.__data.__owner, 0, __ATOMIC_SEQ_CST);
-    __atomic_fetch_sub(&mutex.__data.__nusers, 1U, __ATOMIC_SEQ_CST);
+    __atomic_store_n(&mutex->__data.__owner, 0, __ATOMIC_SEQ_CST);
+    __atomic_fetch_sub(&mutex->__data.__nusers, 1U, __ATOMIC_SEQ_CST);
     constexpr int isWaitedFor = 2;
-    if (__atomic_exchange_n(&mutex.__data.__lock, 0, __ATOMIC_SEQ_CST) == isWaitedFor) {
-        syscall(SYS_futex, &mutex.__data.__lock, FUTEX_WAKE, 1, nullptr, nullptr, 0);
+    if (__atomic_exchange_n(&mutex->__data.__lock, 0, __ATOMIC_SEQ_CST) == isWaitedFor) {
+        syscall(SYS_futex, &mutex->__data.__lock, FUTEX_WAKE, 1, nullptr, nullptr, 0);
     }
     return true;
 }

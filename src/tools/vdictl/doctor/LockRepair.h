@@ -12,7 +12,7 @@ namespace vdictl {
 ///
 /// Making the mutex anew, as every create does, would free it too, but leave those that wait for it waiting, and would
 /// free it also if a living thread took it in the meantime.
-bool freeLockOf(pthread_mutex_t& mutex, pid_t deadThread);
+bool freeLockOf(pthread_mutex_t* mutex, pid_t deadThread);
 
 /// Holds a shared mutex, unless it cannot be had within half a second.
 class TimedLock {

@@ -42,6 +42,7 @@ std::vector<Group> groupsOf(const Survey& survey, const Owner& owner) {
         addAgents(survey, object, *group);
     }
     std::vector<Group> result;
+    result.reserve(groups.size() + 1);
     for (auto& [key, group] : groups) {
         result.push_back(std::move(group));
     }

@@ -26,10 +26,10 @@ struct Mappings {
     bool areRead = false;             ///< false: nothing was looked into
 
     /// Whether all processes of a user could be looked into.
-    bool areCompleteFor(uid_t user) const { return areRead && unreadableUsers.count(user) == 0; }
+    bool areCompleteFor(uid_t user) const { return areRead && !unreadableUsers.contains(user); }
 
     /// Whether a process could be looked into, or is gone.
-    bool isReadable(pid_t pid) const { return areRead && unreadable.count(pid) == 0; }
+    bool isReadable(pid_t pid) const { return areRead && !unreadable.contains(pid); }
 
     /// The processes that map an object, each once, in order.
     std::set<pid_t> usersOf(ino_t inode) const;

@@ -18,7 +18,7 @@ std::string procPath(pid_t pid, const char* file) {
 }
 
 std::string readProcFile(pid_t pid, const char* file) {
-    constexpr std::size_t step = 32 * 1024;
+    constexpr std::size_t step = 32768;
     const Descriptor fd(open(procPath(pid, file).c_str(), O_RDONLY | O_CLOEXEC));
     if (!fd.isOpen()) {
         return {};

@@ -74,7 +74,7 @@ Reuse Survey::reuseOf(const Object& storage, std::uint32_t pid) const {
         return Reuse::None;
     }
     const Object* const guard = guardOf(storage);
-    const auto isUserOf = [&](const Object& object) { return usersOf(object).count(static_cast<pid_t>(pid)) != 0; };
+    const auto isUserOf = [&](const Object& object) { return usersOf(object).contains(static_cast<pid_t>(pid)); };
     if (isUserOf(storage) || (guard != nullptr && isUserOf(*guard))) {
         return Reuse::No;
     }
@@ -90,8 +90,7 @@ std::optional<LockOwner> Survey::lockOwner(const Object& object) const {
     owner.thread = object.mutex->owner;
     owner.process = processOfThread(owner.thread);
     // Whoever holds a lock has it in its memory: a thread of another process has only the same number.
-    owner.isDead =
-        !owner.process || (mappings.isReadable(*owner.process) && usersOf(object).count(*owner.process) == 0);
+    owner.isDead = !owner.process || (mappings.isReadable(*owner.process) && !usersOf(object).contains(*owner.process));
     return owner;
 }
 

@@ -75,10 +75,10 @@ std::string ageText(const std::timespec& time, const std::timespec& now) {
     if (seconds < 120) {
         return fmt::format("{} s", seconds);
     }
-    if (seconds < 120 * 60) {
+    if (seconds < 120L * 60) {
         return fmt::format("{} min", seconds / 60);
     }
-    return seconds < 48 * 3600 ? fmt::format("{} h", seconds / 3600) : fmt::format("{} d", seconds / 86400);
+    return seconds < 48L * 3600 ? fmt::format("{} h", seconds / 3600) : fmt::format("{} d", seconds / 86400);
 }
 
 std::string localTime(const std::timespec& time) {

@@ -65,17 +65,17 @@ void compareAgents(const Survey& before, const Survey& after, const Object* was,
     const auto now = pidsIn(is);
     const bool isList = object.purpose == Purpose::RunnerList;
     for (const std::uint32_t pid : old) {
-        if (now.count(pid) == 0) {
+        if (!now.contains(pid)) {
             told.add(isList ? "left" : "inactive", knownOf(before, after, pid),
                      before.process(pid).isAlive ? "" : "it was dead");
         }
     }
     for (const std::uint32_t pid : now) {
         const ProcessFacts& process = knownOf(before, after, pid);
-        if (old.count(pid) == 0) {
+        if (!old.contains(pid)) {
             told.add(isList ? "registered" : "active", process);
         }
-        const bool hasDied = !after.process(pid).isAlive && (old.count(pid) == 0 || before.process(pid).isAlive);
+        const bool hasDied = !after.process(pid).isAlive && (!old.contains(pid) || before.process(pid).isAlive);
         if (hasDied) {
             told.add("died", process, isList ? "it is still listed" : "it is still recorded as active");
         }
