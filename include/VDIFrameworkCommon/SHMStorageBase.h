@@ -51,6 +51,8 @@ private:
     bool hasBlock() const;
 
     std::string name_;
+    std::string writeRecord_;  // what each transfer records
+    std::string readRecord_;
     NamedMutex guard_;
     void* data_ = nullptr;
     std::atomic<bool> initialised_{false};

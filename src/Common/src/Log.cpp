@@ -52,4 +52,17 @@ void Source::write(DPLLogLevel level, int line, const std::string& function,
     }
 }
 
+void Source::writeKept(DPLLogLevel level, int line, const std::string& function,
+                       const std::string& message) const noexcept {
+    const ControllerLease lease;
+    if (lease.controller() == nullptr || name_ == nullptr) {
+        return;
+    }
+    try {
+        lease.controller()->log(*name_, level, *path_, line, function, message);
+    } catch (...) {  // NOLINT(bugprone-empty-catch)
+        // As above.
+    }
+}
+
 }  // namespace VDIFrameworkCommon::log

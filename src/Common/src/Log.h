@@ -53,6 +53,9 @@ public:
     void write(DPLLogLevel level, int line, const std::string& function,
                std::initializer_list<Piece> message) const noexcept;
 
+    /// The same with a message that is composed already.
+    void writeKept(DPLLogLevel level, int line, const std::string& function, const std::string& message) const noexcept;
+
 private:
     const std::string* name_ = nullptr;  // null: no handle, every record is dropped
     const std::string* path_;
@@ -65,6 +68,13 @@ const std::string& neverDestroyed(const char* text);
 
 /// Emits a record in the name of the function that contains it.
 #define VDI_LOG(level, ...) VDI_LOG_AS(__func__, level, __VA_ARGS__)
+
+/// Emits a record whose message is kept: for those that are written again and again.
+#define VDI_LOG_KEPT(level, message)                                                                    \
+    do {                                                                                                \
+        static const std::string& vdiLogFunction = ::VDIFrameworkCommon::log::neverDestroyed(__func__); \
+        logSource.writeKept(level, __LINE__, vdiLogFunction, message);                                  \
+    } while (false)
 
 /// Emits a record in the name of another function: for lambdas, whose own name says nothing.
 #define VDI_LOG_AS(function, level, ...)                                                                \

@@ -19,7 +19,10 @@ constexpr const char* guardPrefix = "B3AA2F75-88F6-41D3-A399-B58B79308164_";
 
 SHMStorage::~SHMStorage() = default;
 
-SHMStorageBase::SHMStorageBase(const std::string& name) : name_(name) {
+SHMStorageBase::SHMStorageBase(const std::string& name)
+    : name_(name),
+      writeRecord_("WriteData to SHMStorageBase: " + name),
+      readRecord_("ReadData from SHMStorageBase: " + name) {
     createNamedMutex();
 }
 
@@ -52,7 +55,7 @@ bool SHMStorageBase::writeData(const void* data, unsigned int size) {
         VDI_LOG(DPL_ERROR, "data size is too large, can not write");
         return false;
     }
-    VDI_LOG(DPL_TRACE, "WriteData to SHMStorageBase: ", name_);
+    VDI_LOG_KEPT(DPL_TRACE, writeRecord_);
     const ScopedLock lock(guard_);
     if (!hasBlock()) {
         return false;
@@ -69,7 +72,7 @@ bool SHMStorageBase::readData(void* buffer, unsigned int size) {
         VDI_LOG(DPL_ERROR, "data size is too large, can not read");
         return false;
     }
-    VDI_LOG(DPL_TRACE, "ReadData from SHMStorageBase: ", name_);
+    VDI_LOG_KEPT(DPL_TRACE, readRecord_);
     const ScopedLock lock(guard_);
     if (!hasBlock()) {
         return false;
