@@ -21,9 +21,10 @@ sources() { git ls-files -co --exclude-standard -- '*.cpp' '*.h' '*.mm'; }
 
 format() { scripts/check-names.sh && sources | xargs clang-format-14 --dry-run -Werror; }
 
-# Every public declaration says what it does.
+# Every public declaration says what it does, and every picture is what its source says.
 doxygen() {
-    scripts/setup.sh docs && cmake -S docs -B build/docs -G Ninja && cmake --build build/docs
+    scripts/setup.sh docs && cmake -S docs -B build/docs -G Ninja && cmake --build build/docs &&
+        docs/pictures/draw.sh --check
 }
 
 build() { cmake --preset "$1" && cmake --build --preset "$1" -j "$jobs"; }
