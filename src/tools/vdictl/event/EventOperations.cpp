@@ -52,6 +52,7 @@ public:
             } catch (...) {
                 state->exception = std::current_exception();
             }
+            state->isDone = true;
             const std::uint64_t one = 1;
             static_cast<void>(write(state->done.get(), &one, sizeof one) == sizeof one);
         }).detach();
@@ -67,11 +68,12 @@ public:
         pollfd done{descriptor(), POLLIN, 0};
         while (poll(&done, 1, static_cast<int>(limit.count())) < 0 && errno == EINTR) {
         }
-        if (done.revents == 0) {
+        if (!state_->isDone) {
             return false;
         }
         if (state_->exception) {
-            std::rethrow_exception(state_->exception);
+            // Its end, too, is this thread's.
+            std::rethrow_exception(std::exchange(state_->exception, nullptr));
         }
         return true;
     }
@@ -80,7 +82,8 @@ private:
     struct State {
         Descriptor done{eventfd(0, EFD_CLOEXEC)};
         std::atomic<bool> stop{false};
-        std::exception_ptr exception;  // set before `done` is readable
+        std::atomic<bool> isDone{false};  // what the work left is there to see; before `done` is readable
+        std::exception_ptr exception;
     };
     std::shared_ptr<State> state_;
 };
