@@ -2,14 +2,14 @@
 #
 #   awk -v page=NAME -v out=FOLDER -f blocks.awk PAGE.md
 #
-# Writes to FOLDER, and prints the name of each file that it writes:
-#   NAME-LINE.cpp   a program: a cpp block that has a main
+# Writes to FOLDER, and prints the name of each file that it writes; N counts the blocks of the page:
+#   NAME-N.cpp      a program: a cpp block that has a main
 #   NAME.cpp        a program of all other cpp blocks, one behind the other
 #   NAME*.expected  what the program of that name prints: the text block behind it
 #   NAME.console    the transcripts, and the commands in comments that prepare them
-#   NAME-LINE.sh    commands for people
-#   NAME-LINE.printed  what the demonstration among them prints
-#   NAME-LINE.cmake a host's CMakeLists.txt
+#   NAME-N.sh       commands for people
+#   NAME-N.printed  what the demonstration among them prints
+#   NAME-N.cmake    a host's CMakeLists.txt
 # Fails at a block that has no rule.
 
 function fail(line, text) {
@@ -31,7 +31,7 @@ function write(file, text) {
 }
 
 function keepProgram(    file, i) {
-    file = hasMain ? page "-" first ".cpp" : page ".cpp"
+    file = hasMain ? page "-" number ".cpp" : page ".cpp"
     if (hasMain) {
         write(file, "#line " (first + 1) " \"" FILENAME "\"")
         for (i = 1; i <= count; ++i) {
@@ -66,11 +66,11 @@ function keep(    i, file) {
         }
         before = ""
     } else if (language == "sh" || language == "cmake") {
-        file = page "-" first "." language
+        file = page "-" number "." language
         for (i = 1; i <= count; ++i) {
             write(file, block[i])
         }
-        before = block[1] ~ /^scripts\/demo\.sh/ ? page "-" first ".printed" : ""
+        before = block[1] ~ /^scripts\/demo\.sh/ ? page "-" number ".printed" : ""
     } else if (language == "text") {
         fail(first, "a text block is what the block right before it prints; there is none")
     } else {
@@ -91,6 +91,7 @@ function keep(    i, file) {
     language = substr($0, 4)
     inside = 1
     first = NR
+    ++number
     count = 0
     hasMain = 0
     next
