@@ -7,7 +7,6 @@
 #include <VDIFrameworkCommon/Mutex.h>
 #include <VDIFrameworkCommon/ProcessMonitor.h>
 #include <VDIFrameworkCommon/ThreadPool.h>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -27,6 +26,7 @@
 #include "support/Multiprocess.h"
 #include "support/PoolTasks.h"
 #include "support/RawObject.h"
+#include "support/SystemCall.h"
 
 namespace {
 
@@ -80,12 +80,10 @@ public:
     Stand& operator=(const Stand&) = delete;
 };
 
-// The C library's own function. Of some it has several; those of this version work together.
-template <typename Function>
-Function* systemCall(const char* name) {
-    void* const versioned = dlvsym(RTLD_NEXT, name, "GLIBC_2.3.2");
-    return reinterpret_cast<Function*>(versioned != nullptr ? versioned : dlsym(RTLD_NEXT, name));
-}
+constinit SystemCall<int(pthread_cond_t*, const pthread_condattr_t*)> initCondition("pthread_cond_init");
+constinit SystemCall<int(pthread_cond_t*, pthread_mutex_t*, clockid_t, const timespec*)> waitOnClock(
+    "pthread_cond_clockwait");
+constinit SystemCall<int(pthread_cond_t*, pthread_mutex_t*, const timespec*)> waitOnCondition("pthread_cond_timedwait");
 
 void letTimePass(std::int64_t time) {
     const timespec duration{time / second, time % second};
@@ -97,15 +95,13 @@ void letTimePass(std::int64_t time) {
 extern "C" {
 
 int pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
-    static auto* const next = systemCall<decltype(::pthread_cond_init)>("pthread_cond_init");
-    return conditionsFail ? ENOMEM : next(condition, attributes);
+    return conditionsFail ? ENOMEM : initCondition.get()(condition, attributes);
 }
 
 int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, clockid_t clock,
                            const timespec* deadline) {
     if (!instead) {
-        static auto* const next = systemCall<decltype(::pthread_cond_clockwait)>("pthread_cond_clockwait");
-        return next(condition, mutex, clock, deadline);
+        return waitOnClock.get()(condition, mutex, clock, deadline);
     }
     waits.push_back({clock, now(clock), nanoseconds(*deadline)});
     return instead(mutex);
@@ -113,8 +109,7 @@ int pthread_cond_clockwait(pthread_cond_t* condition, pthread_mutex_t* mutex, cl
 
 int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, const timespec* deadline) {
     if (!instead) {
-        static auto* const next = systemCall<decltype(::pthread_cond_timedwait)>("pthread_cond_timedwait");
-        return next(condition, mutex, deadline);
+        return waitOnCondition.get()(condition, mutex, deadline);
     }
     waits.push_back({CLOCK_REALTIME, now(CLOCK_REALTIME), nanoseconds(*deadline)});
     return instead(mutex);

@@ -4,11 +4,9 @@
 #include <VDIFrameworkCommon/RWLock.h>
 #include <VDIFrameworkCommon/ReentrantRWLock.h>
 #include <VDIFrameworkCommon/ThreadPool.h>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
-#include <atomic>
 #include <functional>
 #include <ostream>
 #include <sstream>
@@ -16,6 +14,7 @@
 
 #include "support/Background.h"
 #include "support/PoolTasks.h"
+#include "support/SystemCall.h"
 #include "support/Threads.h"
 
 namespace {
@@ -31,27 +30,6 @@ struct Counts {
 };
 
 thread_local Counts counts;
-
-// One of the C library's own functions. Of some it has several; those of this version work together. Found at the first
-// call, without a guard of the compiler's, which takes a lock itself.
-template <typename Function>
-class SystemCall {
-public:
-    constexpr explicit SystemCall(const char* name) : name_(name) {}
-    Function* get() {
-        Function* function = function_;
-        if (function == nullptr) {
-            void* const versioned = dlvsym(RTLD_NEXT, name_, "GLIBC_2.3.2");
-            function = reinterpret_cast<Function*>(versioned != nullptr ? versioned : dlsym(RTLD_NEXT, name_));
-            function_ = function;
-        }
-        return function;
-    }
-
-private:
-    const char* const name_;
-    std::atomic<Function*> function_{nullptr};
-};
 
 constinit SystemCall<int(pthread_mutex_t*)> lockMutex("pthread_mutex_lock");
 constinit SystemCall<int(pthread_cond_t*)> signalCondition("pthread_cond_signal");
