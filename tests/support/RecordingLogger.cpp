@@ -3,10 +3,12 @@
 #include <atomic>
 #include <cstdlib>
 #include <deque>
+#include <iostream>
 #include <mutex>
-#include <ostream>
 #include <string_view>
 #include <utility>
+
+#include "support/LogStatements.h"
 
 struct DPLLogger {
     std::string name;
@@ -30,6 +32,17 @@ struct State {
 State& state() {
     static auto& instance = *new State;
     return instance;
+}
+
+// Before any record: the runtime library needs this one, which is therefore initialised first.
+const bool logStatementsAreRead = (recording::readLogStatements(), true);
+
+// Ends the process, so that also a record of a child, or one that no test looks at, is not passed over.
+void checkOrigin(const recording::Record& record) {
+    if (const auto wrong = recording::wrongOrigin(record)) {
+        std::cerr << record << ": " << *wrong << std::endl;
+        std::abort();
+    }
 }
 
 struct Unload {
@@ -117,6 +130,7 @@ void LogController::log(const std::string& loggerName, DPLLogLevel level, const 
         return;
     }
     recording::Record record{loggerName, level, sourceFile, line, function, message};
+    checkOrigin(record);
     if (const auto observer = state().observer.load()) {
         observer(record);
     }

@@ -7,6 +7,9 @@
 #include <vector>
 
 /// A logging library that keeps what it is given, so that tests can look at it. It takes the place of the real one.
+///
+/// A record must come from where it says: it is looked for in the sources, on the line that it names, and a process
+/// with a record that is not there ends at once.
 namespace recording {
 
 struct Record {
@@ -18,7 +21,7 @@ struct Record {
     std::string message;
 };
 
-/// Two records are the same when all but their lines are.
+/// Two records are the same when all but their lines are, which tests need not know.
 bool operator==(const Record& a, const Record& b);
 std::ostream& operator<<(std::ostream& stream, const Record& record);
 
