@@ -1,5 +1,6 @@
-// The deadlocks that the reader-writer locks' contracts allow, each in a process that a watchdog ends.
+// The deadlocks that contracts allow, each in a process that a watchdog ends.
 
+#include <VDIFrameworkCommon/ActiveVirtualChannelAgentRecorder.h>
 #include <VDIFrameworkCommon/RWLock.h>
 #include <VDIFrameworkCommon/ReentrantRWLock.h>
 #include <gtest/gtest.h>
@@ -12,9 +13,11 @@
 
 #include "support/Background.h"
 #include "support/Multiprocess.h"
+#include "support/RecordingLogger.h"
 
 namespace {
 
+using VDIFrameworkCommon::ActiveVirtualChannelAgentRecorder;
 using VDIFrameworkCommon::ReentrantRWLock;
 using VDIFrameworkCommon::RWLock;
 
@@ -106,6 +109,26 @@ CHILD_MAIN(reentrantWriterAsksForReadingWhileAWriterWaits) {
     join(writing);
 }
 
+ActiveVirtualChannelAgentRecorder* recorder = nullptr;
+std::atomic<bool> asks{false};
+
+void askTheRecorder(const recording::Record& record) {
+    if (record.function == "getActiveVirtualChannelAgentPid") {
+        asks = true;
+        recorder->getActiveVirtualChannelAgentPid();
+    }
+}
+
+CHILD_MAIN(controllerAsksTheRecorderThatLogs) {
+    ActiveVirtualChannelAgentRecorder logging;
+    recorder = &logging;
+    logging.setActiveVirtualChannelAgentPid(5);
+    recording::setObserver(askTheRecorder);
+    Background reader([&] { logging.getActiveVirtualChannelAgentPid(); });
+    waitUntil([] { return asks.load(); });
+    join(reader);
+}
+
 class LockDeadlock : public testing::TestWithParam<const char*> {};
 
 TEST_P(LockDeadlock, LastsUntilTheWatchdogEndsIt) {
@@ -119,6 +142,8 @@ INSTANTIATE_TEST_SUITE_P(RWLock, LockDeadlock,
                          [](const auto& which) { return std::string(which.param); });
 INSTANTIATE_TEST_SUITE_P(ReentrantRWLock, LockDeadlock,
                          testing::Values("twoReadersUpgrade", "reentrantWriterAsksForReadingWhileAWriterWaits"),
+                         [](const auto& which) { return std::string(which.param); });
+INSTANTIATE_TEST_SUITE_P(ActiveAgentRecorder, LockDeadlock, testing::Values("controllerAsksTheRecorderThatLogs"),
                          [](const auto& which) { return std::string(which.param); });
 
 }  // namespace
