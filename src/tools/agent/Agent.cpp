@@ -61,10 +61,6 @@ std::string runnersText() {
 
 }  // namespace
 
-Agent::Agent() {
-    checkEnded_.set();
-}
-
 Agent::~Agent() {
     leave();
 }
@@ -99,7 +95,9 @@ void Agent::leave() {
     }
     stopping_ = true;
     TimerHelper::invalidateTimer(heartbeat_);
-    checkEnded_.wait();
+    if (check_ != nullptr) {
+        check_->takeBack();
+    }
     event_.set();
     thread_.join();
     monitorRuns_.wait();
@@ -116,17 +114,15 @@ void Agent::leave() {
     printLine(about() + "left, runners:" + runnersText());
 }
 
-// On the run loop, which other timers wait for: the work is done elsewhere.
+// On the run loop, which other timers wait for: the work is done elsewhere, unless nobody has begun with it a beat
+// later.
 void Agent::onTimeout(TimerHelper* /*timer*/) {
-    if (checkEnded_.timedWait(0)) {
-        checkEnded_.reset();
-        TaskDispatcher::getInstance()->enqueue(
-            [this] {
-                checkPlace();
-                checkEnded_.set();
-            },
-            "heartbeat");
+    if (check_ != nullptr && !check_->isOver()) {
+        check_->run();
+        return;
     }
+    check_ = std::make_shared<Job>([this] { checkPlace(); });
+    TaskDispatcher::getInstance()->enqueue([check = check_] { check->run(); }, "heartbeat");
 }
 
 void Agent::checkPlace() {

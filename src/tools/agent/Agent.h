@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "Job.h"
 #include "RoleEvent.h"
 
 namespace agent {
@@ -22,7 +23,7 @@ namespace agent {
 /// saw.
 class Agent : private VDIFrameworkCommon::TimerCallback {
 public:
-    Agent();
+    Agent() = default;
     ~Agent() override;
     Agent(const Agent&) = delete;
     Agent& operator=(const Agent&) = delete;
@@ -51,11 +52,11 @@ private:
     std::thread thread_;
     std::atomic<bool> stopping_{false};
     VDIFrameworkCommon::Event monitorRuns_{false};
-    VDIFrameworkCommon::Event checkEnded_{false};  // signalled while no check of the heartbeat is queued or running
-    std::set<unsigned int> watched_;               // the heartbeat's
-    bool reportedFailure_ = false;                 // the role thread's
-    Role role_ = Role::None;                       // the role thread's
-    std::atomic<unsigned int> seenActivePid_{0};   // what the role was last evaluated on
+    std::shared_ptr<Job> check_;                  // the run loop's while the heartbeat is on
+    std::set<unsigned int> watched_;              // the check's
+    bool reportedFailure_ = false;                // the role thread's
+    Role role_ = Role::None;                      // the role thread's
+    std::atomic<unsigned int> seenActivePid_{0};  // what the role was last evaluated on
 };
 
 }  // namespace agent

@@ -1,6 +1,5 @@
 #include "Input.h"
 
-#include <VDIFrameworkCommon/Event.h>
 #include <VDIFrameworkCommon/TaskDispatcher.h>
 #include <poll.h>
 #include <unistd.h>
@@ -8,16 +7,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstddef>
+#include <memory>
 #include <string>
 
 #include "Commands.h"
+#include "Job.h"
 #include "Output.h"
 
 namespace agent {
 
 namespace {
 
-using VDIFrameworkCommon::Event;
 using VDIFrameworkCommon::TaskDispatcher;
 
 constexpr std::size_t longestLine = std::size_t{1} << 20U;
@@ -25,20 +25,13 @@ constexpr std::size_t longestLine = std::size_t{1} << 20U;
 // The message is carried out as work and its answer printed as a callback. The next line waits, so answers keep the
 // order.
 Request dispatch(const std::string& line) {
-    Event answered(true);
     Answer result;
-    TaskDispatcher::getInstance()->enqueue(
-        [&line, &result, &answered] {
-            result = answer(line);
-            TaskDispatcher::getInstance()->enqueueCallbackTask(
-                [&result, &answered] {
-                    printLine(result.message);
-                    answered.set();
-                },
-                "answer");
-        },
-        "message");
-    answered.wait();
+    const auto message = std::make_shared<Job>([&] { result = answer(line); });
+    TaskDispatcher::getInstance()->enqueue([message] { message->run(); }, "message");
+    message->finish();
+    const auto print = std::make_shared<Job>([&] { printLine(result.message); });
+    TaskDispatcher::getInstance()->enqueueCallbackTask([print] { print->run(); }, "answer");
+    print->finish();
     return result.request;
 }
 
