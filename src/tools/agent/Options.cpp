@@ -6,9 +6,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <iostream>
-#include <map>
 #include <string_view>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 namespace agent {
 
@@ -58,18 +59,34 @@ std::optional<ParletVersion> parseVersion(std::string_view text) {
     return std::nullopt;
 }
 
+// Puts a value's number in the place of its name, whatever its case.
+template <typename Value>
+CLI::Validator oneOf(const std::vector<std::pair<std::string, Value>>& values) {
+    const auto toNumber = [values](std::string& text) {
+        std::string names;
+        for (const auto& [name, value] : values) {
+            if (name == CLI::detail::to_lower(text)) {
+                text = std::to_string(value);
+                return std::string();
+            }
+            names += (names.empty() ? "" : ", ") + name;
+        }
+        return "'" + text + "' is none of " + names;
+    };
+    return {toNumber, ""};
+}
+
 }  // namespace
 
 std::optional<Options> parseOptions(int argc, char** argv, int& exitCode) {
     Options options;
     CLI::App app(purpose, "vdi-agent");
     app.footer(messages);
-    const std::map<std::string, VDIClientType::VDIClientTypeEnum> clients{{"unknown", VDIClientType::Unknown},
-                                                                          {"parlet", VDIClientType::Parlet},
-                                                                          {"crews", VDIClientType::OrvexCrews},
-                                                                          {"huddles", VDIClientType::OrvexHuddles}};
     app.add_option("-c,--client", options.client, "Client product: parlet, crews, huddles or unknown")
-        ->transform(CLI::CheckedTransformer(clients, CLI::ignore_case).description(""))
+        ->transform(oneOf<VDIClientType::VDIClientTypeEnum>({{"parlet", VDIClientType::Parlet},
+                                                             {"crews", VDIClientType::OrvexCrews},
+                                                             {"huddles", VDIClientType::OrvexHuddles},
+                                                             {"unknown", VDIClientType::Unknown}}))
         ->type_name("PRODUCT");
     app.add_option("--client-version", options.versionText, "Version of the client: one to four numbers, as 12.9.1.3")
         ->check([](const std::string& text) {
@@ -79,10 +96,9 @@ std::optional<Options> parseOptions(int argc, char** argv, int& exitCode) {
     app.add_option("-t,--trace-dir", options.traceDirectory, "Folder of the log file; by default the user's own")
         ->check([](const std::string& text) { return text.empty() ? "the folder's name is empty" : std::string(); })
         ->type_name("FOLDER");
-    const std::map<std::string, DPLLogLevel> levels{
-        {"error", DPL_ERROR}, {"warn", DPL_WARN}, {"info", DPL_INFO}, {"debug", DPL_DEBUG}, {"trace", DPL_TRACE}};
     app.add_option("-l,--log-level", options.logLevel, "What is logged: error, warn, info, debug or trace")
-        ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case).description(""))
+        ->transform(oneOf<DPLLogLevel>(
+            {{"error", DPL_ERROR}, {"warn", DPL_WARN}, {"info", DPL_INFO}, {"debug", DPL_DEBUG}, {"trace", DPL_TRACE}}))
         ->type_name("LEVEL");
     app.add_flag("--show", options.show, "Show the product's active agent and its runners, and leave at once");
     app.set_version_flag("--version", std::string("vdi-agent " VDI_AGENT_VERSION));
