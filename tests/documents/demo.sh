@@ -4,7 +4,7 @@
 set -u
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/normalised.sh"
-output=$(mktemp)
+output=$(mktemp) || exit 1
 trap 'rm -f "$output"' EXIT
 
 "$here/../../scripts/demo.sh" --inside "$1" >"$output" 2>&1 || { cat "$output"; exit 1; }

@@ -3,7 +3,7 @@
 # to a file.
 set -u
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-out=$(mktemp -d)
+out=$(mktemp -d) || exit 1
 trap 'rm -rf "$out"' EXIT
 awk=$1
 shift

@@ -10,7 +10,8 @@ cd "$(dirname "$1")"
 transcript=$PWD/$(basename "$1")
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/normalised.sh"
-work=$(mktemp -d)
+exec 4>&2
+work=$(mktemp -d) || exit 1
 export HOME=$work
 cd "$work"
 
@@ -66,7 +67,7 @@ shown() {
 # as_root: for what looks different for another user, whose objects have other names and so another order.
 as_root() {
     if [ "$(id -u)" -ne 0 ]; then
-        echo 'SKIPPED: this transcript is root'"'"'s'
+        echo 'SKIPPED: this transcript is the one that root gets' >&4
         exit 77
     fi
 }
