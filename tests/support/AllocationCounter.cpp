@@ -7,6 +7,7 @@
 namespace {
 
 std::atomic<long> count{0};
+std::atomic<void (*)()> hook{nullptr};
 
 }  // namespace
 
@@ -14,8 +15,15 @@ long allocations() {
     return count;
 }
 
+void setAllocationHook(void (*function)()) {
+    hook = function;
+}
+
 void* operator new(std::size_t size) {
     ++count;
+    if (const auto function = hook.load()) {
+        function();
+    }
     if (void* const memory = std::malloc(size)) {
         return memory;
     }
