@@ -24,6 +24,7 @@ struct State {
     std::vector<std::string> requested;
     std::deque<DPLLogger> loggers;
     std::atomic<void (*)(const recording::Record&)> observer{nullptr};
+    std::atomic<void (*)(const std::string&)> callObserver{nullptr};
     std::atomic<bool> keep{true};
     std::atomic<bool> fileWritingAllowed{true};
     std::atomic<int> liveControllers{0};
@@ -62,6 +63,9 @@ Unload unload;
 void noteCall(std::string call) {
     if (!state().keep) {
         return;
+    }
+    if (const auto observer = state().callObserver.load()) {
+        observer(call);
     }
     const std::lock_guard lock(state().mutex);
     state().calls.push_back(std::move(call));
@@ -175,6 +179,9 @@ void setFileWritingAllowedAnswer(bool allowed) {
 }
 void setObserver(void (*observer)(const Record&)) {
     state().observer = observer;
+}
+void setCallObserver(void (*observer)(const std::string&)) {
+    state().callObserver = observer;
 }
 int liveControllers() {
     return state().liveControllers;

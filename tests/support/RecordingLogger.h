@@ -41,6 +41,9 @@ void setFileWritingAllowedAnswer(bool allowed);
 /// Called for every record before it is kept, on the thread that logs it; null to stop.
 void setObserver(void (*observer)(const Record&));
 
+/// Called for every other call of the controller with its text, as `takeCalls` gives it; null to stop.
+void setCallObserver(void (*observer)(const std::string& call));
+
 /// How many controllers exist now.
 int liveControllers();
 

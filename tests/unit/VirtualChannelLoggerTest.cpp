@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "support/Multiprocess.h"
 #include "support/RecordingLogger.h"
 
 namespace {
@@ -16,7 +17,7 @@ using testing::IsEmpty;
 std::string outputOf(void (*function)()) {
     testing::internal::CaptureStdout();
     function();
-    return testing::internal::GetCapturedStdout();  // what the function left in its buffer is not there
+    return testing::internal::GetCapturedStdout();
 }
 
 TEST(VirtualChannelLogger, HasOneControllerFromLoad) {
@@ -37,6 +38,28 @@ TEST(VirtualChannelLogger, InitSaysSoOnStandardOutput) {
               "VirtualChannelLogger_init begin\nVirtualChannelLogger_init end\n");
     EXPECT_THAT(recording::takeCalls(), ElementsAre("init /some/where"));
     EXPECT_THAT(recording::takeRecords(), IsEmpty());
+}
+
+void tellAndWait(const std::string& call) {
+    multiprocess::step(call);
+    multiprocess::await("go");
+}
+
+CHILD_MAIN(initialises) {
+    recording::setCallObserver(tellAndWait);
+    VirtualChannelLogger_init("/some/where");
+    tellAndWait("through");
+}
+
+TEST(VirtualChannelLogger, InitWritesALineBeforeAndOneAfterAndLeavesNoneInTheBuffer) {
+    multiprocess::Child child("initialises");
+    child.waitFor("init /some/where");
+    EXPECT_EQ(child.output(), "VirtualChannelLogger_init begin\n");
+    child.tell("go");
+    child.waitFor("through");
+    EXPECT_EQ(child.output(), "VirtualChannelLogger_init begin\nVirtualChannelLogger_init end\n");
+    child.tell("go");
+    EXPECT_EQ(child.join(), 0);
 }
 
 TEST(VirtualChannelLogger, PassesSettingsOnUnchanged) {
