@@ -1,9 +1,11 @@
 #include <VDIFrameworkCommon/SHMStorageMacosx.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <set>
 #include <string>
@@ -66,6 +68,20 @@ TEST(SHMStorageMacosx, ConstructionFreesAGuardThatIsHeld) {
     ASSERT_TRUE(guard.lock());
     const SHMStorageMacosx storage("s");
     EXPECT_EQ(pthread_mutex_trylock(guard.getHandler()), 0);
+}
+
+TEST(SHMStorageMacosx, ConstructionUnlocksTheNewGuardOnce) {
+    const SHMStorageMacosx storage("s");
+    pthread_mutexattr_t shared;
+    pthread_mutexattr_init(&shared);
+    pthread_mutexattr_setpshared(&shared, PTHREAD_PROCESS_SHARED);
+    pthread_mutex_t expected;
+    std::memset(&expected, 0, sizeof expected);
+    pthread_mutex_init(&expected, &shared);
+    pthread_mutex_unlock(&expected);  // leaves its mark on a mutex that nobody holds
+    const auto bytes = raw::read(guardObject());
+    ASSERT_GE(bytes.size(), sizeof expected);
+    EXPECT_EQ(std::memcmp(bytes.data(), &expected, sizeof expected), 0);
 }
 
 TEST(SHMStorageMacosx, AGuardThatCannotBeMadeIsReportedAndDoesNoHarm) {
