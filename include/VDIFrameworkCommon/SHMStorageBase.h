@@ -51,11 +51,11 @@ private:
     bool hasBlock() const;
 
     std::string name_;
-    std::string writeRecord_;  // what each transfer records
-    std::string readRecord_;
     NamedMutex guard_;
     void* data_ = nullptr;
     std::atomic<bool> initialised_{false};
+    std::string writeRecord_;  // what each transfer records
+    std::string readRecord_;
 };
 
 }  // namespace VDIFrameworkCommon
