@@ -22,12 +22,12 @@ std::string executablePath() {
 }
 
 std::string resourcesDirectory() {
-    CFBundleRef const bundle = CFBundleGetMainBundle();
+    auto* const bundle = CFBundleGetMainBundle();
     CFURLRef const location = bundle == nullptr ? nullptr : CFBundleCopyResourcesDirectoryURL(bundle);
     if (location == nullptr) {
         return {};
     }
-    constexpr Boolean againstItsBase = true;
+    constexpr Boolean againstItsBase = 1;
     UInt8 path[longestPath] = {};
     const bool converted = CFURLGetFileSystemRepresentation(location, againstItsBase, path, sizeof path) != 0;
     CFRelease(location);
