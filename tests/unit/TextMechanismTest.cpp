@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -45,7 +46,7 @@ struct Alphabet<wchar_t> {
 };
 
 bool isByte(wchar_t c) {
-    return c >= 0 && c <= 0xFF;
+    return static_cast<std::uint32_t>(c) <= 0xFF;
 }
 
 char mechanicalLower(char c) {

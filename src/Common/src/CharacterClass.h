@@ -16,7 +16,7 @@ namespace VDIFrameworkCommon {
 inline constexpr std::string_view asciiAlphanumeric = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
 
 inline bool isByte(wchar_t c) noexcept {
-    return c >= 0 && c <= 0xFF;
+    return static_cast<std::uint32_t>(c) <= 0xFF;  // signed on some processors, unsigned on others
 }
 
 inline bool isBlank(wchar_t c) noexcept {
