@@ -4,6 +4,8 @@
 #   scripts/setup.sh run    what the programs need
 #   scripts/setup.sh test   what the tests and checks need as well
 #   scripts/setup.sh docs   what checking the documents and drawing their pictures needs
+#   scripts/setup.sh package, checks, abi, coverage, valgrind
+#                           what the stage of that name of the tests needs as well
 #   scripts/setup.sh arm64  what building and testing for 64-bit ARM needs
 #   scripts/setup.sh bench  what the benchmarks need, with all that ours are measured beside
 set -euo pipefail
@@ -16,6 +18,13 @@ fi
 if [ "${1:-run}" = docs ]; then
     packages=(cmake ninja-build doxygen graphviz)
 fi
+case ${1:-run} in
+    package) packages+=(git debhelper dpkg-dev fakeroot lintian) ;;
+    checks) packages+=(git cppcheck) ;;
+    abi) packages+=(git abigail-tools clang-14 googletest xz-utils) ;;
+    coverage) packages+=(llvm-14) ;;
+    valgrind) packages+=(valgrind) ;;
+esac
 if [ "${1:-run}" = bench ]; then
     packages+=(libbenchmark-dev libabsl-dev libboost-dev libpoco-dev libtbb-dev libuv1-dev qt6-base-dev)
 fi

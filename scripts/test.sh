@@ -3,12 +3,13 @@
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
 #   scripts/test.sh            format, doxygen, dev and asan
-#   scripts/test.sh STAGE…     some of: format doxygen dev asan, and tsan clang-libcxx tidy arm64, which take as long again
+#   scripts/test.sh STAGE…     some of: format doxygen dev asan, and tsan clang-libcxx tidy arm64, which take as long again, and
+#                              includes layout cppcheck, which take a minute
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
 if [ "${1:-}" = --help ] || [ "${1:-}" = -h ]; then
-    sed -n '2,6s/^# \{0,1\}//p' scripts/test.sh
+    sed -n '2,7s/^# \{0,1\}//p' scripts/test.sh
     exit 0
 fi
 scripts/setup.sh test || exit 1
@@ -40,6 +41,16 @@ tidy() {
         xargs -P "$jobs" -n 1 clang-tidy-14 --quiet -p build/tidy --checks=-bugprone-suspicious-include
 }
 
+# What is compiled under tests/: as the commands of the dev build say.
+layout() { cmake --preset dev && scripts/check-tests-built.sh build/dev; }
+
+checked_by_cppcheck() {
+    scripts/setup.sh checks && mkdir -p build/cppcheck &&
+        cppcheck -q -j "$jobs" --std=c++20 --language=c++ --enable=warning,performance,portability --template=gcc \
+            --suppressions-list=.cppcheck-suppressions --error-exitcode=1 --cppcheck-build-dir=build/cppcheck \
+            -I include -I src/Common -I src/Common/src -I src/dpllogger -I src/tools/vdictl src
+}
+
 # For another processor, in an emulator.
 arm64() { scripts/setup.sh arm64 && build arm64 && scripts/emulated.sh ctest --preset arm64 -j "$jobs"; }
 
@@ -47,6 +58,9 @@ run_stage() {
     case $1 in
         format) format ;;
         doxygen) doxygen ;;
+        includes) scripts/check-includes.sh ;;
+        layout) layout ;;
+        cppcheck) checked_by_cppcheck ;;
         tidy) tidy ;;
         arm64) arm64 ;;
         dev | clang-libcxx | asan | tsan) tests "$1" ;;

@@ -345,10 +345,11 @@ int FileAppender::unusable() noexcept {
 bool FileAppender::takeLock() noexcept {
     auto limit = lockLimit;
     if (lockIsStuck_) {
-        limit = std::chrono::steady_clock::now() - lastVainWait_ < stuckLockPause ? 0ms : stuckLockLimit;
+        limit = std::chrono::steady_clock::now() - lastVainWait_ < stuckLockPause ? std::chrono::milliseconds(0)
+                                                                                  : stuckLockLimit;
     }
     lockIsStuck_ = !lockFile(fd_, limit);
-    if (lockIsStuck_ && limit != 0ms) {
+    if (lockIsStuck_ && limit != std::chrono::milliseconds(0)) {
         lastVainWait_ = std::chrono::steady_clock::now();
     }
     return !lockIsStuck_;

@@ -14,15 +14,13 @@ namespace DPL::dpllogger {
 
 namespace {
 
-using namespace std::chrono_literals;
-
 // A holder needs a few microseconds as a rule, so the first attempts only make way for it.
 constexpr int attemptsWithoutSleep = 16;
-constexpr auto shortestSleep = 50us;
-constexpr auto longestSleep = 1000us;
+constexpr std::chrono::microseconds shortestSleep(50);
+constexpr std::chrono::microseconds longestSleep(1000);
 
 // One write, or one look and one cut, of a process that runs.
-constexpr auto tailLimit = 100ms;
+constexpr std::chrono::milliseconds tailLimit(100);
 
 /// Repeats `attempt` while it fails because of another holder. Returns 0 or the error number of the last failure.
 template <typename Attempt>

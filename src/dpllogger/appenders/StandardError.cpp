@@ -49,7 +49,7 @@ public:
         if (isSocket_) {
             return ::send(STDERR_FILENO, text.data(), text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
         }
-        if (own_ < 0 && !isWritable(0ms)) {
+        if (own_ < 0 && !isWritable(std::chrono::milliseconds(0))) {
             errno = EAGAIN;
             return -1;
         }
@@ -81,7 +81,7 @@ std::string_view nextPiece(std::string_view lines) {
 Outcome StandardError::write(std::string_view lines) noexcept {
     const WriteSignals signals;
     const Output output;
-    const auto deadline = Clock::now() + (isStuck_ ? 0ms : patience);
+    const auto deadline = Clock::now() + (isStuck_ ? std::chrono::milliseconds(0) : patience);
     std::size_t done = 0;
     int error = 0;
     while (done < lines.size() && error == 0) {
@@ -91,7 +91,7 @@ Outcome StandardError::write(std::string_view lines) noexcept {
             withinALine_ = false;
         } else if (const int failure = written == 0 ? EIO : errno; failure != EINTR) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-            if (failure != EAGAIN || left <= 0ms || !output.isWritable(left)) {
+            if (failure != EAGAIN || left <= std::chrono::milliseconds(0) || !output.isWritable(left)) {
                 error = failure;
             }
         }
