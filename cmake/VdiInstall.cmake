@@ -26,7 +26,3 @@ foreach(library VDIFrameworkCommon tavixhuddleslogger)
     install(FILES ${PROJECT_BINARY_DIR}/${library}.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT Development)
 endforeach()
-
-if(VDI_BUILD_TOOLS)
-    install(TARGETS vdi-agent RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT Tools)
-endif()

@@ -1,0 +1,37 @@
+# Unpacks the Debian packages into a folder of its own and builds a host against them there.
+#
+#   cmake -DPACKAGES=folder -DWORK=folder -DCONSUMER=folder -DCOMPILER=g++ -DPRIVATE_SHM=program -DRECORDING_LOGGER=folder -P …
+include(${CMAKE_CURRENT_LIST_DIR}/Hosts.cmake)
+file(REMOVE_RECURSE ${WORK})
+file(MAKE_DIRECTORY ${WORK})
+set(prefix ${WORK}/root/usr)
+
+set(names libvdiframeworkcommon1 libvdiframeworkcommon-dev vdiframeworkcommon-tools)
+foreach(name IN LISTS names)
+    file(GLOB package ${PACKAGES}/${name}_*.deb)
+    run(dpkg-deb -x ${package} ${WORK}/root)
+    file(GLOB symbols ${PACKAGES}/${name}-dbgsym_*.deb)
+    if(NOT symbols AND NOT name MATCHES "-dev$")
+        message(FATAL_ERROR "no debug information of ${name}")
+    endif()
+endforeach()
+
+file(GLOB library RELATIVE ${prefix} ${prefix}/lib/*/libVDIFrameworkCommon.so)
+get_filename_component(LIBDIR "${library}" DIRECTORY)
+check_hosts()
+file(STRINGS ${WORK}/host.log records)
+if(NOT records MATCHES " src/Common/src/SHMStorageBase.cpp:")
+    message(FATAL_ERROR "records name no file of the source tree: ${records}")
+endif()
+
+foreach(program vdictl vdi-agent)
+    run(${CMAKE_COMMAND} -E env LD_LIBRARY_PATH=${prefix}/${LIBDIR} ${PRIVATE_SHM} ${prefix}/bin/${program} --version)
+    if(NOT output MATCHES "^${program} [0-9.]+\n$")
+        message(FATAL_ERROR "${program} said: ${output}")
+    endif()
+    foreach(file man/man1/${program}.1.gz bash-completion/completions/${program} zsh/vendor-completions/_${program})
+        if(NOT EXISTS ${prefix}/share/${file})
+            message(FATAL_ERROR "not packaged: ${file}")
+        endif()
+    endforeach()
+endforeach()
