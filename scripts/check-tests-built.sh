@@ -32,9 +32,9 @@ while read -r file; do
                 fi
             done
             ;;
+        *.py) found=$(grep -oE -m 1 "(^import $(basename "$file" .py)|${file//./\\.})" bench/report/main.py scripts/*.sh || true) ;;
         bench/* | fuzz/*) found=$(grep -oF -m 1 -- "${file##*/}" <<<"$built" || true) ;;
         *.cpp | *.mm) found=$(grep -xF -m 1 -- "$file" <<<"$compiled" || true) ;;
-        *.py) found=$(grep -oE -m 1 "(^import $(basename "$file" .py)|${file//./\\.})" bench/report/main.py scripts/*.sh || true) ;;
         *) found=$(grep -oF -m 1 -- "${file##*/}" <<<"$built" || true) ;;
     esac
     if [ -z "$found" ]; then

@@ -4,8 +4,8 @@
 #   scripts/setup.sh run    what the programs need
 #   scripts/setup.sh test   what the tests and checks need as well
 #   scripts/setup.sh docs   what checking the documents and drawing their pictures needs
-#   scripts/setup.sh package, checks, abi, coverage, valgrind
-#                           what the stage of that name of the tests needs as well
+#   scripts/setup.sh package, checks
+#                           what making the Debian packages and the checks of the sources need as well
 #   scripts/setup.sh arm64  what building and testing for 64-bit ARM needs
 #   scripts/setup.sh bench  what the benchmarks need, with all that ours are measured beside
 set -euo pipefail
@@ -21,12 +21,9 @@ fi
 case ${1:-run} in
     package) packages+=(git debhelper dpkg-dev fakeroot lintian) ;;
     checks) packages+=(git cppcheck) ;;
-    abi) packages+=(git abigail-tools clang-14 googletest xz-utils) ;;
-    coverage) packages+=(llvm-14) ;;
-    valgrind) packages+=(valgrind) ;;
 esac
 if [ "${1:-run}" = bench ]; then
-    packages+=(libbenchmark-dev libabsl-dev libboost-dev libpoco-dev libtbb-dev libuv1-dev qt6-base-dev)
+    packages+=(python3 libbenchmark-dev libabsl-dev libboost-dev libpoco-dev libtbb-dev libuv1-dev qt6-base-dev)
 fi
 if [ "${1:-run}" = arm64 ]; then
     packages+=(googletest locales g++-aarch64-linux-gnu qemu-user)

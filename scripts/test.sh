@@ -4,7 +4,7 @@
 #
 #   scripts/test.sh            format, doxygen, dev and asan
 #   scripts/test.sh STAGE…     some of: format doxygen dev asan, and tsan clang-libcxx tidy arm64, which take as long again, and
-#                              includes layout cppcheck, which take a minute
+#                              includes layout cppcheck, which take a minute; packages, which takes long
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -51,6 +51,15 @@ checked_by_cppcheck() {
             -I include -I src/Common -I src/Common/src -I src/dpllogger -I src/tools/vdictl src
 }
 
+# The Debian packages, and a host that is built from them; they are unpacked, not installed.
+packages() {
+    scripts/setup.sh package && scripts/package.sh && lintian --allow-root --fail-on error build/packages/*.changes &&
+        cmake --preset dev && cmake --build --preset dev -j "$jobs" --target private-shm recording_logger &&
+        cmake -DPACKAGES="$PWD/build/packages" -DWORK="$PWD/build/packages/check" -DCONSUMER="$PWD/tests/packaging/consumer" \
+            -DCOMPILER=g++ -DPRIVATE_SHM="$PWD/build/dev/src/tools/private-shm/private-shm" \
+            -DRECORDING_LOGGER="$PWD/build/dev/tests/support/recording" -P tests/packaging/CheckPackages.cmake
+}
+
 # For another processor, in an emulator.
 arm64() { scripts/setup.sh arm64 && build arm64 && scripts/emulated.sh ctest --preset arm64 -j "$jobs"; }
 
@@ -60,6 +69,7 @@ run_stage() {
         doxygen) doxygen ;;
         includes) scripts/check-includes.sh ;;
         layout) layout ;;
+        packages) packages ;;
         cppcheck) checked_by_cppcheck ;;
         tidy) tidy ;;
         arm64) arm64 ;;
