@@ -4,8 +4,8 @@
 #   scripts/setup.sh run    what the programs need
 #   scripts/setup.sh test   what the tests and checks need as well
 #   scripts/setup.sh docs   what checking the documents and drawing their pictures needs
-#   scripts/setup.sh package, checks
-#                           what making the Debian packages and the checks of the sources need as well
+#   scripts/setup.sh package, checks, abi
+#                           what making the Debian packages, the checks of the sources and of the interface need as well
 #   scripts/setup.sh arm64  what building and testing for 64-bit ARM needs
 #   scripts/setup.sh bench  what the benchmarks need, with all that ours are measured beside
 set -euo pipefail
@@ -20,6 +20,7 @@ if [ "${1:-run}" = docs ]; then
 fi
 case ${1:-run} in
     package) packages+=(git debhelper dpkg-dev fakeroot lintian) ;;
+    abi) packages+=(abigail-tools clang-14 xz-utils) ;;
     checks) packages+=(git cppcheck) ;;
 esac
 if [ "${1:-run}" = bench ]; then

@@ -4,7 +4,7 @@
 #
 #   scripts/test.sh            format, doxygen, dev and asan
 #   scripts/test.sh STAGE…     some of: format doxygen dev asan, and tsan clang-libcxx tidy arm64, which take as long again, and
-#                              includes layout cppcheck, which take a minute; packages, which takes long
+#                              includes layout cppcheck, which take a minute; abi packages, which take long
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -60,6 +60,9 @@ packages() {
             -DRECORDING_LOGGER="$PWD/build/dev/tests/support/recording" -P tests/packaging/CheckPackages.cmake
 }
 
+# The libraries beside those of the last release.
+abi() { scripts/setup.sh abi && scripts/abi.sh; }
+
 # For another processor, in an emulator.
 arm64() { scripts/setup.sh arm64 && build arm64 && scripts/emulated.sh ctest --preset arm64 -j "$jobs"; }
 
@@ -69,6 +72,7 @@ run_stage() {
         doxygen) doxygen ;;
         includes) scripts/check-includes.sh ;;
         layout) layout ;;
+        abi) abi ;;
         packages) packages ;;
         cppcheck) checked_by_cppcheck ;;
         tidy) tidy ;;
