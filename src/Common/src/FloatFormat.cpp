@@ -22,8 +22,8 @@ constexpr int exponentBias = 1023 + mantissaBits;
 constexpr std::uint64_t mantissaMask = (std::uint64_t{1} << mantissaBits) - 1;
 constexpr std::uint64_t exponentMask = 0x7FF;
 
-constexpr std::array<std::uint32_t, maxPrecision + 1> powersOfTen{
-    1, 10, 100, 1'000, 10'000, 100'000, 1'000'000, 10'000'000, 100'000'000, 1'000'000'000};
+constexpr std::array<std::uint32_t, 10> powersOfTen{1,       10,        100,        1'000,       10'000,
+                                                    100'000, 1'000'000, 10'000'000, 100'000'000, 1'000'000'000};
 
 // A positive binary number: mantissa * 2^exponent, with the highest bit of the mantissa set.
 struct Binary {
@@ -47,8 +47,17 @@ int decimalExponent(const Binary& number) noexcept {
                                     (number.exponent == next.exponent && number.mantissa >= next.mantissa));
 }
 
+// Whether a number is nearer to `digits` + 1 than to `digits`, or as near and the latter is odd; both stand for
+// multiples of 10^-scale. Kept out of the caller, which seldom needs it: it would cost every call a large frame.
+[[gnu::noinline]] bool isNearerAbove(const Binary& number, int scale, std::uint32_t digits) noexcept {
+    const auto order = compareScaled(BigUnsigned(number.mantissa), scale, number.exponent + 1,
+                                     BigUnsigned(2 * std::uint64_t{digits} + 1));
+    return order > 0 || (order == 0 && (digits & 1U) != 0);  // NOLINT(modernize-use-nullptr)
+}
+
 // Rounds a number to `precision` significant digits, to nearest, ties to even.
-Decimal round(const Binary& number, int precision) noexcept {
+template <int precision>
+Decimal round(const Binary& number) noexcept {
     const int exponent = decimalExponent(number);
     const int scale = precision - 1 - exponent;
     const decimal::Power power = decimal::power(scale);
@@ -59,46 +68,61 @@ Decimal round(const Binary& number, int precision) noexcept {
     const std::uint64_t half = std::uint64_t{1} << (fractionBits - 1);
     const std::uint64_t fraction = high & (2 * half - 1);
     auto digits = static_cast<std::uint32_t>(high >> fractionBits);
-    const bool odd = (digits & 1U) != 0;
 
     bool up = fraction >= half;
     if (decimal::isExactPower(scale)) {
-        up = up && (fraction != half || low != 0 || odd);
+        up = up && (fraction != half || low != 0 || (digits & 1U) != 0);
     } else if (fraction + 2 >= half && fraction <= half + 2) {
         // The product is too short to tell.
-        const auto order = compareScaled(BigUnsigned(number.mantissa), scale, number.exponent + 1,
-                                         BigUnsigned(2 * std::uint64_t{digits} + 1));
-        up = order > 0 || (order == 0 && odd);  // NOLINT(modernize-use-nullptr)
+        up = isNearerAbove(number, scale, digits);
     }
     digits += static_cast<std::uint32_t>(up);
-    if (digits == powersOfTen[static_cast<std::size_t>(precision)]) {
+    if (digits == powersOfTen[precision]) {
         return {digits / 10, exponent + 1};
     }
     return {digits, exponent};
 }
 
-// Eight digits as text. All are made at once, in lanes of one word, and stay in a register for what is done with them.
-class EightDigits {
+// Eight digits, one a byte, the first in the lowest. All are made at once, in lanes of one word.
+std::uint64_t eightDigits(std::uint32_t value) noexcept {
+    const std::uint64_t fours = value / 10'000 | std::uint64_t{value % 10'000} << 32U;
+    const std::uint64_t hundreds = fours * 10'486 >> 20U & 0x0000007F0000007F;
+    const std::uint64_t pairs = hundreds | (fours - 100 * hundreds) << 16U;
+    const std::uint64_t tens = pairs * 103 >> 10U & 0x000F000F000F000F;
+    return tens | (pairs - 10 * tens) << 8U;
+}
+
+// The digits of a rounded number. They stay in a register for what is done with them.
+template <int precision>
+class DigitText {
 public:
-    explicit EightDigits(std::uint32_t value) noexcept {
-        const std::uint64_t fours = value / 10'000 | std::uint64_t{value % 10'000} << 32U;
-        const std::uint64_t hundreds = fours * 10'486 >> 20U & 0x0000007F0000007F;
-        const std::uint64_t pairs = hundreds | (fours - 100 * hundreds) << 16U;
-        const std::uint64_t tens = pairs * 103 >> 10U & 0x000F000F000F000F;
-        digits_ = tens | (pairs - 10 * tens) << 8U;
+    explicit DigitText(std::uint32_t digits) noexcept {
+        if constexpr (precision <= 8) {
+            const std::uint64_t all = eightDigits(digits * powersOfTen[8 - precision]);
+            first_ = all & 0xFFU;
+            others_ = all >> 8U;
+        } else {
+            first_ = digits / powersOfTen[8];
+            others_ = eightDigits(digits % powersOfTen[8]);
+        }
     }
 
-    /// Without the zeros at the end.
-    std::size_t count() const noexcept { return 8 - static_cast<std::size_t>(std::countl_zero(digits_)) / 8; }
+    char first() const noexcept { return static_cast<char>('0' + first_); }
 
-    /// Writes the digits from `skipped` on. Always writes eight characters.
+    /// Of those behind the first, without the zeros at the end.
+    std::size_t count() const noexcept { return 8 - static_cast<std::size_t>(std::countl_zero(others_)) / 8; }
+
+    /// Writes the digits behind the first, from `skipped` on. Always writes as many characters as there are at most.
     void write(char* out, std::size_t skipped = 0) const noexcept {
-        const std::uint64_t text = (digits_ | 0x3030303030303030) >> 8 * skipped;
-        std::memcpy(out, &text, sizeof text);
+        const std::uint64_t text = (others_ | 0x3030303030303030) >> 8 * skipped;
+        std::memcpy(out, &text, precision - 1);
     }
 
 private:
-    std::uint64_t digits_;  // the first in the lowest byte
+    static_assert(precision > 1 && precision <= 9);
+
+    std::uint64_t first_;
+    std::uint64_t others_;  // one a byte, the second digit of the number in the lowest
 };
 
 static_assert(std::endian::native == std::endian::little, "the first digit of a word is its lowest byte");
@@ -116,32 +140,30 @@ char* writeExponent(char* out, int exponent) noexcept {
 }
 
 // Prints a rounded number without trailing zeros.
-char* write(char* out, const Decimal& number, int precision) noexcept {
-    const std::uint32_t all = number.digits * powersOfTen[static_cast<std::size_t>(maxPrecision - precision)];
-    const std::uint32_t eightDigits = powersOfTen[8];
-    const char first = static_cast<char>('0' + all / eightDigits);
-    const EightDigits others(all % eightDigits);
-    const std::size_t count = others.count();
+template <int precision>
+char* write(char* out, const Decimal& number) noexcept {
+    const DigitText<precision> digits(number.digits);
+    const std::size_t count = digits.count();
     if (number.exponent < -4 || number.exponent >= precision) {
-        *out++ = first;
+        *out++ = digits.first();
         *out = '.';
-        others.write(out + 1);
+        digits.write(out + 1);
         return writeExponent(out + (count == 0 ? 0 : count + 1), number.exponent);
     }
     if (number.exponent < 0) {
         std::memcpy(out, "0.000", 5);  // NOLINT(bugprone-not-null-terminated-result)
         out += 1 - number.exponent;
-        *out++ = first;
-        others.write(out);
+        *out++ = digits.first();
+        digits.write(out);
         return out + count;
     }
     const auto whole = static_cast<std::size_t>(number.exponent);  // digits before the point, less the first
-    *out++ = first;
-    others.write(out);
+    *out++ = digits.first();
+    digits.write(out);
     out += whole;
     if (count > whole) {
         *out++ = '.';
-        others.write(out, whole);
+        digits.write(out, whole);
         out += count - whole;
     }
     return out;
@@ -149,7 +171,8 @@ char* write(char* out, const Decimal& number, int precision) noexcept {
 
 }  // namespace
 
-char* formatGeneral(char* out, double value, int precision) noexcept {
+template <int precision>
+char* formatGeneral(char* out, double value) noexcept {
     const auto bits = std::bit_cast<std::uint64_t>(value);
     if (bits >> 63U != 0) {
         *out++ = '-';
@@ -167,7 +190,10 @@ char* formatGeneral(char* out, double value, int precision) noexcept {
     const std::uint64_t mantissa = biased == 0 ? fraction : fraction | (mantissaMask + 1);
     const int zeros = std::countl_zero(mantissa);
     const Binary number{mantissa << static_cast<unsigned>(zeros), std::max(biased, 1) - exponentBias - zeros};
-    return write(out, round(number, precision), precision);
+    return write<precision>(out, round<precision>(number));
 }
+
+template char* formatGeneral<6>(char* out, double value) noexcept;
+template char* formatGeneral<9>(char* out, double value) noexcept;
 
 }  // namespace VDIFrameworkCommon

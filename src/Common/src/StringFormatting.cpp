@@ -1,3 +1,4 @@
+#include <charconv>
 #include <type_traits>
 
 #include "Digits.h"
@@ -25,14 +26,30 @@ Text formatted(Integer value) {
     return Text(begin, end);
 }
 
-std::string formattedFloat(double value, int precision) {
-    char text[formattedFloatRoom];
-    return {text, formatGeneral(text, value, precision)};
+// What every standard library keeps within the string itself.
+constexpr std::size_t shortLength = 15;
+
+// A short text, written where it is to stay: nothing is allocated or copied. `write` gets the room and gives the end of
+// the text.
+template <typename Write>
+std::string shortText(Write write) noexcept {
+    std::string text(shortLength, '\0');
+    text.erase(static_cast<std::size_t>(write(text.data()) - text.data()));  // unlike resize, never grows
+    return text;
+}
+
+// Of few digits, the standard library's own are cheaper than ours, and they are plain decimal in every locale.
+template <typename Integer>
+std::string formattedShort(Integer value) {
+    if (value >= 0 && value < 10) {
+        return std::string(1, static_cast<char>('0' + value));
+    }
+    return shortText([value](char* out) { return std::to_chars(out, out + shortLength, value).ptr; });
 }
 
 std::wstring formattedWideFloat(double value) {
-    char text[formattedFloatRoom];
-    return {text, formatGeneral(text, value, defaultPrecision)};
+    char text[formattedFloatRoom<defaultPrecision>];
+    return {text, formatGeneral<defaultPrecision>(text, value)};
 }
 
 }  // namespace
@@ -42,20 +59,21 @@ std::string toString(const bool& value) {
 }
 
 std::string toString(const double& value) {
-    return formattedFloat(value, defaultPrecision);
+    static_assert(formattedFloatRoom<defaultPrecision> <= shortLength);
+    return shortText([value](char* out) { return formatGeneral<defaultPrecision>(out, value); });
 }
 
 std::string toString(const float& value) {
-    return formattedFloat(static_cast<double>(value), floatPrecision);
+    char text[formattedFloatRoom<floatPrecision>];
+    return {text, formatGeneral<floatPrecision>(text, static_cast<double>(value))};
 }
 
-// Of few digits, the standard library's own are cheaper, and they are plain decimal in every locale.
 std::string toString(const int& value) {
-    return std::to_string(value);
+    return formattedShort(value);
 }
 
 std::string toString(const unsigned int& value) {
-    return std::to_string(value);
+    return formattedShort(value);
 }
 
 std::string toString(const long& value) {
