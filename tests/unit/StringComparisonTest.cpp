@@ -134,6 +134,24 @@ TEST(EndsWith, IsExact) {
     EXPECT_FALSE(endsWith(L"c"s, L"abc"s));
 }
 
+TEST(StartsWithAndEndsWith, SeeADifferenceAtEveryPlaceOfEveryLength) {
+    const std::string text = "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+    for (std::size_t size = 0; size <= text.size(); ++size) {
+        const std::string prefix = text.substr(0, size);
+        const std::string suffix = text.substr(text.size() - size);
+        EXPECT_TRUE(startsWith(text, prefix)) << size;
+        EXPECT_TRUE(endsWith(text, suffix)) << size;
+        for (std::size_t at = 0; at != size; ++at) {
+            std::string other = prefix;
+            other[at] = '\xFF';
+            EXPECT_FALSE(startsWith(text, other)) << size << ", " << at;
+            other = suffix;
+            other[at] = '\0';
+            EXPECT_FALSE(endsWith(text, other)) << size << ", " << at;
+        }
+    }
+}
+
 TEST(IsWhiteSpace, NarrowIsExactlySixCharacters) {
     for (int c = 0; c != 256; ++c) {
         EXPECT_EQ(isWhiteSpace(static_cast<char>(c)), (c >= 9 && c <= 13) || c == 32) << c;

@@ -103,6 +103,37 @@ std::size_t findLast(View<Char> haystack, View<Char> needle) {
     return equals(haystack.substr(at, needle.size()), needle) ? at : notFound;
 }
 
+template <typename Word>
+Word load(const char* from) {
+    Word word = 0;
+    std::memcpy(&word, from, sizeof word);
+    return word;
+}
+
+// Whether two texts of one to two words begin and end with the same word.
+template <typename Word>
+bool haveSameEnds(const char* a, const char* b, std::size_t size) {
+    const std::size_t last = size - sizeof(Word);
+    return load<Word>(a) == load<Word>(b) && load<Word>(a + last) == load<Word>(b + last);
+}
+
+// What is looked for at either end of a text is mostly so short that a call of memcmp costs more than the comparison.
+bool areSame(const char* a, const char* b, std::size_t size) {
+    if (size > 16) {
+        return std::memcmp(a, b, size) == 0;
+    }
+    if (size >= 8) {
+        return haveSameEnds<std::uint64_t>(a, b, size);
+    }
+    if (size >= 4) {
+        return haveSameEnds<std::uint32_t>(a, b, size);
+    }
+    if (size >= 2) {
+        return haveSameEnds<std::uint16_t>(a, b, size);
+    }
+    return size == 0 || *a == *b;
+}
+
 }  // namespace
 
 // NOLINTBEGIN(performance-unnecessary-value-param): the interface takes these by value
@@ -140,11 +171,11 @@ std::size_t caseInsensitiveRFind(const std::wstring& haystack, const std::wstrin
 }
 
 bool startsWith(const std::string& s, const std::string& prefix) {
-    return s.starts_with(prefix);
+    return s.size() >= prefix.size() && areSame(s.data(), prefix.data(), prefix.size());
 }
 
 bool endsWith(const std::string& s, const std::string& suffix) {
-    return s.ends_with(suffix);
+    return s.size() >= suffix.size() && areSame(s.data() + s.size() - suffix.size(), suffix.data(), suffix.size());
 }
 
 bool endsWith(const std::wstring& s, const std::wstring& suffix) {
