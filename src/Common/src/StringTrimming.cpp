@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <array>
 #include <string_view>
 
 #include "VDIFrameworkCommon/StringUtils.h"
@@ -9,8 +11,17 @@ namespace {
 template <typename Char>
 using View = std::basic_string_view<Char>;
 
+// Whether a byte is white space: looked up, since every call asks for a few.
+constexpr auto spaces = [] {
+    std::array<bool, 256> table{};
+    for (const char space : std::string_view("\t\n\v\f\r ")) {
+        table[static_cast<unsigned char>(space)] = true;
+    }
+    return table;
+}();
+
 constexpr bool isSpace(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
+    return spaces[static_cast<unsigned char>(c)];
 }
 
 constexpr bool isSpace(wchar_t c) {
@@ -20,21 +31,15 @@ constexpr bool isSpace(wchar_t c) {
 // How many elements at the front are white space.
 template <typename Char>
 std::size_t leading(View<Char> s) {
-    std::size_t at = 0;
-    while (at != s.size() && isSpace(s[at])) {
-        ++at;
-    }
-    return at;
+    const auto kept = std::find_if_not(s.begin(), s.end(), [](Char c) { return isSpace(c); });
+    return static_cast<std::size_t>(kept - s.begin());
 }
 
 // The index after the last element that is not white space.
 template <typename Char>
 std::size_t keptSize(View<Char> s) {
-    std::size_t size = s.size();
-    while (size != 0 && isSpace(s[size - 1])) {
-        --size;
-    }
-    return size;
+    const auto kept = std::find_if_not(s.rbegin(), s.rend(), [](Char c) { return isSpace(c); });
+    return static_cast<std::size_t>(s.rend() - kept);
 }
 
 template <typename Char>
@@ -44,17 +49,25 @@ void trimEnd(std::basic_string<Char>& s) {
     s.erase(keptSize<Char>(s), s.size() - 1);
 }
 
+// What is between the white space at both ends.
+template <typename Char>
+View<Char> inner(View<Char> s) {
+    const std::size_t begin = leading(s);
+    const View<Char> rest(s.data() + begin, s.size() - begin);
+    return {rest.data(), keptSize(rest)};
+}
+
 // What trimming the front and then the end comes to: nothing is left of a blank text.
 template <typename Char>
 void trimBoth(std::basic_string<Char>& s) {
-    s.resize(keptSize<Char>(s));
-    s.erase(0, leading<Char>(s));
+    const auto kept = inner<Char>(s);
+    std::char_traits<Char>::move(s.data(), kept.data(), kept.size());
+    s.erase(kept.size());
 }
 
 template <typename Char>
 std::basic_string<Char> trimmed(View<Char> s) {
-    s = s.substr(0, keptSize(s));
-    return std::basic_string<Char>(s.substr(leading(s)));
+    return std::basic_string<Char>(inner(s));
 }
 
 }  // namespace
