@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <string_view>
 
 #include "Log.h"
 #include "VDIFrameworkCommon/StringConversion.h"
@@ -15,51 +16,60 @@ const log::Source logSource("MessageUtils", __FILE__);
 
 constexpr char delimiter = '|';
 
-}  // namespace
+// Adds a field that is filled and holds no delimiter.
+void join(std::string& message, std::string_view field) {
+    const std::size_t needed = message.size() + 1 + field.size();
+    if (needed > message.capacity()) {
+        // A message that outgrows its place soon does so again.
+        message.reserve(std::max(needed, 4 * message.capacity()));
+    }
+    if (!message.empty()) {
+        message += delimiter;
+    }
+    message += field;
+}
 
-void MessageBuilder::append(std::string const& field) {
+void joinIfValid(std::string& message, std::string_view field) {
     if (field.empty()) {
         // Not an empty field: the fields after it move one place to the left. Receivers count on fields being filled.
         return;
     }
-    if (field.find(delimiter) != std::string::npos) {
+    if (field.find(delimiter) != std::string_view::npos) {
         // The wording is relied on by log readers.
-        VDI_LOG(DPL_ERROR, "The message to append contains the delims, it is invalid!");
+        VDI_LOG_AS("append", DPL_ERROR, "The message to append contains the delims, it is invalid!");
         return;
     }
-    const std::size_t needed = message_.size() + 1 + field.size();
-    if (needed > message_.capacity()) {
-        // A message that outgrows its place soon does so again.
-        message_.reserve(std::max(needed, 4 * message_.capacity()));
-    }
-    if (!message_.empty()) {
-        message_ += delimiter;
-    }
-    message_ += field;
+    join(message, field);
+}
+
+}  // namespace
+
+void MessageBuilder::append(std::string const& field) {
+    joinIfValid(message_, field);
 }
 
 void MessageBuilder::append(const char* field) {
     if (field == nullptr) {
         append(nullptr);
     } else {
-        append(std::string(field));
+        joinIfValid(message_, field);
     }
 }
 
 void MessageBuilder::append(unsigned int value) {
-    append(toString(value));
+    join(message_, toString(value));
 }
 
 void MessageBuilder::append(bool value) {
-    append(toString(value));
+    join(message_, value ? "true" : "false");
 }
 
 void MessageBuilder::append(void* value) {
-    append(toString(static_cast<long long>(reinterpret_cast<std::intptr_t>(value))));
+    join(message_, toString(static_cast<long long>(reinterpret_cast<std::intptr_t>(value))));
 }
 
 void MessageBuilder::append(std::nullptr_t) {
-    append(static_cast<void*>(nullptr));
+    join(message_, "0");
 }
 
 std::string MessageBuilder::msg() const {
