@@ -23,8 +23,9 @@ constexpr CodePoint lastOfTwoBytes = 0x7FF;
 constexpr CodePoint lastOfThreeBytes = 0xFFFF;
 constexpr CodePoint lastCodePoint = 0x10FFFF;
 
-// Texts up to this length are converted on the stack, which spares a look at them for the length of the result.
-constexpr std::size_t shortLength = 128;
+// Text is converted this many elements at a time, by way of the stack: that costs less than filling the result before
+// it is written, and encoding needs no look at the text for the length of the result.
+constexpr std::size_t partLength = 128;
 
 // ASCII is copied in blocks. Where there is room, a whole block is written and only its ASCII beginning is kept.
 constexpr std::size_t block = 8;
@@ -102,19 +103,19 @@ CodePoint decodeSequence(const Byte*& at, const Byte* end) noexcept {
     return point <= lastOfThreeBytes || point > lastCodePoint ? malformed : point;
 }
 
-// Decodes all of the bytes. `out` has room for one element a byte that is no continuation, up to `outEnd`.
-std::size_t decodeInto(wchar_t* out, const wchar_t* outEnd, std::string_view bytes) noexcept {
+// Decodes bytes from `at` on, which it moves, until all are decoded or `partLength` elements are. `out` has room for
+// a block more.
+std::size_t decodeSome(wchar_t* out, const Byte*& at, const Byte* end) noexcept {
     const wchar_t* const start = out;
-    const Byte* at = begin(bytes);
-    const Byte* const end = at + bytes.size();
-    while (at != end) {
+    const wchar_t* const full = out + partLength;
+    while (at != end && out < full) {
         if (*at > lastAscii) {
             const CodePoint point = decodeSequence(at, end);
             if (point == malformed) {
                 return refused;
             }
             *out++ = static_cast<wchar_t>(point);
-        } else if (static_cast<std::size_t>(end - at) >= block && static_cast<std::size_t>(outEnd - out) >= block) {
+        } else if (static_cast<std::size_t>(end - at) >= block) {
             for (std::size_t i = 0; i < block; ++i) {
                 out[i] = at[i];
             }
@@ -170,16 +171,6 @@ std::size_t encodeInto(char* out, std::wstring_view text) noexcept {
     return static_cast<std::size_t>(out - start);
 }
 
-std::size_t encodedSize(std::wstring_view text) noexcept {
-    std::size_t size = text.size();
-    for (const wchar_t element : text) {
-        const auto point = std::bit_cast<CodePoint>(element);
-        size += static_cast<std::size_t>(point > lastAscii) + static_cast<std::size_t>(point > lastOfTwoBytes) +
-                static_cast<std::size_t>(point > lastOfThreeBytes);
-    }
-    return size;
-}
-
 }  // namespace
 
 bool isAscii(std::wstring_view text) noexcept {
@@ -190,38 +181,42 @@ std::string encode(std::wstring_view text) {
     if (isAscii(text)) {
         return {text.begin(), text.end()};
     }
-    if (text.size() <= shortLength) {
-        char bytes[4 * shortLength];
-        const std::size_t size = encodeInto(bytes, text);
-        if (size != refused) {
-            return {bytes, size};
-        }
-    } else {
-        std::string bytes(encodedSize(text), '\0');
-        if (encodeInto(bytes.data(), text) != refused) {
-            return bytes;
-        }
+    std::string bytes;
+    if (text.size() > partLength) {
+        bytes.reserve(text.size());
     }
-    throw std::range_error("wstring_convert: to_bytes error");
+    while (!text.empty()) {
+        char encoded[4 * partLength];
+        const std::wstring_view part = text.substr(0, partLength);
+        const std::size_t size = encodeInto(encoded, part);
+        if (size == refused) {
+            throw std::range_error("wstring_convert: to_bytes error");
+        }
+        bytes.append(encoded, size);
+        text.remove_prefix(part.size());
+    }
+    return bytes;
 }
 
 std::wstring decode(std::string_view bytes) {
     if (isAscii(bytes.data(), bytes.size())) {
         return {begin(bytes), begin(bytes) + bytes.size()};
     }
-    if (bytes.size() <= shortLength) {
-        wchar_t text[shortLength + block];
-        const std::size_t size = decodeInto(text, text + shortLength + block, bytes);
-        if (size != refused) {
-            return {text, size};
-        }
-    } else {
-        std::wstring text(codePoints(bytes), L'\0');
-        if (decodeInto(text.data(), text.data() + text.size(), bytes) != refused) {
-            return text;
-        }
+    std::wstring text;
+    if (bytes.size() > partLength) {
+        text.reserve(codePoints(bytes));
     }
-    throw std::range_error("wstring_convert: from_bytes error");
+    const Byte* at = begin(bytes);
+    const Byte* const end = at + bytes.size();
+    while (at != end) {
+        wchar_t decoded[partLength + block];
+        const std::size_t size = decodeSome(decoded, at, end);
+        if (size == refused) {
+            throw std::range_error("wstring_convert: from_bytes error");
+        }
+        text.append(decoded, size);
+    }
+    return text;
 }
 
 }  // namespace VDIFrameworkCommon::utf8
