@@ -102,6 +102,7 @@ void addIntegerFormatting() {
 #endif
 #ifdef VDI_BENCH_FMT
     add("int to string/fmt::format_int", ints, [](int value) { return fmt::format_int(value).str(); });
+    add("int to string, 1 digit/fmt::format_int", oneDigit, [](int value) { return fmt::format_int(value).str(); });
     add("long long to string/fmt::format_int", pointers, [](long long value) { return fmt::format_int(value).str(); });
     add("int to wide string/fmt::format", ints, [](int value) { return fmt::format(L"{}", value); });
 #endif
