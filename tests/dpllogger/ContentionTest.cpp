@@ -6,6 +6,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -18,26 +19,37 @@
 #include <utility>
 #include <vector>
 
+#include "dpllogger/BlankLines.h"
 #include "dpllogger/LogReader.h"
 #include "support/Multiprocess.h"
 
 namespace {
 
-// Called once, before the next write of anybody in this process.
-std::function<void()>& beforeNextWrite() {
-    static std::function<void()> hook;
-    return hook;
+// What others do around the next write of this process, and how much that write takes.
+struct NextWrite {
+    std::function<void()> before;
+    std::size_t limit = std::numeric_limits<std::size_t>::max();
+    std::function<void()> after;
+};
+NextWrite& nextWrite() {
+    static NextWrite next;
+    return next;
 }
 
 }  // namespace
 
 // NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" ssize_t write(int descriptor, const void* data, size_t size) {
-    static const auto next = reinterpret_cast<decltype(&::write)>(dlsym(RTLD_NEXT, "write"));
-    if (const auto hook = std::exchange(beforeNextWrite(), nullptr)) {
-        hook();
+    static const auto real = reinterpret_cast<decltype(&::write)>(dlsym(RTLD_NEXT, "write"));
+    const NextWrite hooks = std::exchange(nextWrite(), {});
+    if (hooks.before) {
+        hooks.before();
     }
-    return next(descriptor, data, size);
+    const ssize_t written = real(descriptor, data, std::min(size, hooks.limit));
+    if (hooks.after) {
+        hooks.after();
+    }
+    return written;
 }
 
 namespace {
@@ -150,21 +162,115 @@ protected:
         first_ = logreader::contents(log_);
     }
 
+    // The beginning of a record that was not written whole, and a whole one, both another process's.
+    std::string half() const { return first_.substr(0, first_.size() / 2); }
+    std::string others() const { return first_.substr(0, first_.size() - 6) + "other\n"; }
+
+    // What the log says.
+    std::vector<std::string> messages() const {
+        return logreader::messagesOf(logreader::parseAll(logreader::withoutBlankLines(logreader::contents(log_))));
+    }
+
     const logreader::TemporaryFolder folder_;
     const std::filesystem::path log_ = folder_ / "a.log";
     LogController controller_;
     std::string first_;  // a whole record
 };
 
-TEST_F(LogTail, ALineThatSomebodyMayStillFinishIsNotCut) {
+// Whoever writes without the lock.
+class LogTailWithoutLock : public LogTail {
+protected:
+    LogTailWithoutLock() : holder_("holdsTheLockForAWhile", {log_}) {
+        holder_.waitFor("held");
+        logreader::write(controller_, DPL_ERROR, "second");
+    }
+
+    Child holder_;
+};
+
+TEST_F(LogTail, ALineOfSomebodyWhoMayStillBeWritingIsNotCutOff) {
     const TailHold writer(log_, F_RDLCK);
-    const std::string half = first_.substr(0, first_.size() / 2);
-    writer.append(half);
+    writer.append(half());
     logreader::write(controller_, DPL_ERROR, "second");
+    const std::string blank = std::string(half().size() - 1, ' ') + '\n';
+    ASSERT_THAT(logreader::contents(log_), StartsWith(first_ + blank));
+    EXPECT_THAT(messages(), ElementsAre("first", "second"));
+}
+
+// Others without the lock append right behind the part that was written.
+TEST_F(LogTail, AWriteCutShortHarmsNobodyWhoAppendsBehindIt) {
+    for (const std::size_t limit : {std::size_t{1}, first_.size() / 2, first_.size() - 1}) {
+        nextWrite().limit = limit;
+        nextWrite().after = [this] { TailHold(log_, F_RDLCK).append(others()); };
+        logreader::write(controller_, DPL_ERROR, "third");
+        EXPECT_THAT(messages(), ElementsAre("first", "other", "third")) << limit;
+        std::ofstream(log_) << first_;
+    }
+}
+
+TEST_F(LogTailWithoutLock, AWriteCutShortHarmsNobodyWhoAppendsBehindIt) {
+    nextWrite().limit = first_.size() / 2;
+    nextWrite().after = [this] { TailHold(log_, F_RDLCK).append(others()); };
+    logreader::write(controller_, DPL_ERROR, "third");
+    EXPECT_THAT(messages(), ElementsAre("first", "second", "other", "third"));
+}
+
+TEST_F(LogTailWithoutLock, AWriteCutShortIsRetried) {
+    nextWrite().limit = first_.size() / 2;
+    logreader::write(controller_, DPL_ERROR, "third");
+    EXPECT_THAT(logreader::messagesOf(log_), ElementsAre("first", "second", "third")) << "completed in its place";
+}
+
+// In a batch the records before the one that was cut short are whole.
+TEST_F(LogTailWithoutLock, AWriteCutShortLosesAndDoublesNoRecordOfItsBatch) {
+    for (int i = 0; i < 5; ++i) {
+        logreader::write(controller_, DPL_INFO, std::to_string(i));
+    }
+    nextWrite().limit = first_.size() * 5 / 2;
+    nextWrite().after = [this] { TailHold(log_, F_RDLCK).append(others()); };
+    controller_.flush();
+    EXPECT_THAT(messages(), ElementsAre("first", "second", "0", "1", "other", "2", "3", "4"));
+}
+
+// Somebody's write is cut short between a look at the end of the file and the write, and the somebody is killed.
+TEST_F(LogTail, ARecordBehindAWriteThatWasCutShortStaysWhole) {
+    nextWrite().before = [this] { TailHold(log_, F_RDLCK).append(half()); };
+    logreader::write(controller_, DPL_ERROR, "second");
+    EXPECT_THAT(messages(), ElementsAre("first", "second"));
+    logreader::write(controller_, DPL_ERROR, "third");
+    EXPECT_THAT(messages(), ElementsAre("first", "second", "third"));
+}
+
+TEST_F(LogTailWithoutLock, ARecordBehindAWriteThatWasCutShortStaysWhole) {
+    nextWrite().before = [this] { TailHold(log_, F_RDLCK).append(half()); };
+    logreader::write(controller_, DPL_ERROR, "third");
+    EXPECT_THAT(messages(), ElementsAre("first", "second", "third"));
+}
+
+TEST_F(LogTailWithoutLock, WhatAKilledProcessLeftIsMadeBlank) {
+    TailHold(log_, F_RDLCK).append(half());
+    logreader::write(controller_, DPL_ERROR, "third");
+    EXPECT_THAT(messages(), ElementsAre("first", "second", "third"));
+}
+
+// A write of somebody else is half done when the end of the file is looked at.
+TEST_F(LogTailWithoutLock, ALineFinishedMeanwhileLeavesNoEmptyLine) {
+    const TailHold writer(log_, F_RDLCK);
+    writer.append(others().substr(0, 20));
+    nextWrite().before = [&] { writer.append(others().substr(20)); };
+    logreader::write(controller_, DPL_ERROR, "third");
+    EXPECT_THAT(logreader::messagesOf(log_), ElementsAre("first", "second", "other", "third"));
+}
+
+// Another program's text: nothing of it may be overwritten.
+TEST_F(LogTailWithoutLock, ARecordBehindAnotherProgramsTextStartsALine) {
+    nextWrite().before = [this] { TailHold(log_, F_RDLCK).append("notes without an end"); };
+    logreader::write(controller_, DPL_ERROR, "third");
     const std::string text = logreader::contents(log_);
-    ASSERT_THAT(text, StartsWith(first_ + half + '\n'));
-    EXPECT_THAT(logreader::messagesOf(logreader::parseAll(text.substr(first_.size() + half.size() + 1))),
-                ElementsAre("second"));
+    const std::size_t notes = text.find("notes without an end");
+    ASSERT_NE(notes, std::string::npos);
+    EXPECT_THAT(logreader::messagesOf(logreader::parseAll(text.substr(text.rfind('\n', text.size() - 2) + 1))),
+                ElementsAre("third"));
 }
 
 TEST_F(LogTail, ALineThatNobodyWillFinishIsCut) {
@@ -207,9 +313,9 @@ TEST_F(LogTail, ARecordWrittenIntoAFileThatIsGoneIsWrittenAgain) {
     Child holder("holdsTheLockForAWhile", {log_});
     holder.waitFor("held");
     logreader::write(controller_, DPL_ERROR, "second");
-    beforeNextWrite() = [this] { std::filesystem::remove(log_); };
+    nextWrite().before = [this] { std::filesystem::remove(log_); };
     logreader::write(controller_, DPL_ERROR, "third");
-    EXPECT_EQ(beforeNextWrite(), nullptr);
+    EXPECT_EQ(nextWrite().before, nullptr);
     EXPECT_THAT(logreader::messagesOf(log_), ElementsAre("third"));
 }
 

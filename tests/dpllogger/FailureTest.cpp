@@ -8,16 +8,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <memory>
 #include <regex>
 #include <string>
 #include <vector>
 
+#include "dpllogger/BlankLines.h"
 #include "dpllogger/LogReader.h"
 #include "support/Multiprocess.h"
 
@@ -344,6 +348,69 @@ TEST(LogFailure, AStoppedHolderOfTheLockDelaysARecordOnceAndLosesNone) {
     logreader::write(controller, DPL_ERROR, "after");
     EXPECT_THAT(logreader::filesOf(log), SizeIs(2));
     EXPECT_THAT(logreader::messagesOf(log), SizeIs(52));
+}
+
+constexpr int recordsOnAFullDisk = 300;
+
+CHILD_MAIN(fillsTheDisk) {
+    LogController controller;
+    controller.init(arguments.at(0));
+    multiprocess::step("ready");
+    multiprocess::await("go");
+    for (int i = 0; i < recordsOnAFullDisk; ++i) {
+        logreader::write(controller, i % 3 == 0 ? DPL_ERROR : DPL_INFO, std::to_string(i) + std::string(150, ' '));
+    }
+    controller.flush();
+    multiprocess::step("full");
+    multiprocess::await("room");
+    logreader::write(controller, DPL_ERROR, "last");
+}
+
+// Where the disk is full writes are cut short, and without the lock others append behind what was written.
+TEST(LogFailure, AFullDiskWithoutTheLockSplitsNoRecordAndEveryLossIsCounted) {
+    const logreader::TemporaryFolder folder;
+    const SmallFileSystem disk(folder / "disk", "size=128k,mode=0700");
+    if (!disk.isThere()) {
+        GTEST_SKIP() << "no file system can be mounted here: " << std::strerror(errno);
+    }
+    const auto log = folder / "disk" / "a.log";
+    std::ofstream(folder / "disk" / "ballast") << std::string(50000, 'x');
+    std::ofstream(log) << "";
+    Child holder("holdsTheLock", {log});
+    holder.waitFor("held");
+    std::vector<std::unique_ptr<Child>> writers;
+    std::vector<pid_t> ids;
+    for (int i = 0; i < 4; ++i) {
+        writers.push_back(std::make_unique<Child>("fillsTheDisk", std::vector<std::string>{log}));
+        writers.back()->waitFor("ready");
+        ids.push_back(writers.back()->pid());
+    }
+    for (const auto& writer : writers) {
+        writer->tell("go");
+    }
+    for (const auto& writer : writers) {
+        writer->waitFor("full");
+    }
+    std::filesystem::remove(folder / "disk" / "ballast");
+    for (const auto& writer : writers) {
+        writer->tell("room");
+        EXPECT_EQ(writer->join(), 0);
+        EXPECT_EQ(writer->errors(), "");
+    }
+    const auto lines = logreader::parseAll(logreader::withoutBlankLines(logreader::contents(log)));
+    EXPECT_GT(reportedLosses(lines), 0);
+    for (const pid_t id : ids) {
+        std::vector<logreader::Line> own;
+        std::copy_if(lines.begin(), lines.end(), std::back_inserter(own),
+                     [id](const auto& line) { return line.pid == id && line.logger == "Test"; });
+        std::vector<logreader::Line> all;
+        std::copy_if(lines.begin(), lines.end(), std::back_inserter(all),
+                     [id](const auto& line) { return line.pid == id; });
+        ASSERT_FALSE(own.empty());
+        EXPECT_EQ(own.back().message, "last");
+        EXPECT_EQ(static_cast<int>(own.size()) - 1 + reportedLosses(all), recordsOnAFullDisk)
+            << "each is there or counted";
+    }
 }
 
 }  // namespace

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <optional>
-#include <thread>
 #include <utility>
 
 #include "LogLocation.h"
@@ -37,11 +36,6 @@ constexpr int mostReopenings = 1000;
 
 // How often folders are made that others remove at the same time.
 constexpr int mostFolderAttempts = 3;
-
-// Who appends without the lock may see a line that somebody is about to finish. Too little patience, on a busy machine,
-// would leave an empty line behind it.
-constexpr int looksAtTheTail = 200;
-constexpr auto betweenLooks = 10ms;
 
 bool mayPass(int error) {
     switch (error) {
@@ -95,6 +89,9 @@ bool fileSizeIsLimited() {
 struct Written {
     std::size_t bytes;
     int error;
+    off_t end;  // behind them
+
+    off_t begin() const { return end - static_cast<off_t>(bytes); }
 };
 
 /// One attempt to append: a line feed first, if wanted, in the same call.
@@ -109,7 +106,11 @@ Written writeOnce(int fd, bool lineFeedFirst, std::string_view lines) {
     do {
         written = lineFeedFirst ? ::writev(fd, parts, 2) : ::write(fd, lines.data(), lines.size());
     } while (written < 0 && errno == EINTR);
-    return written < 0 ? Written{0, errno} : Written{static_cast<std::size_t>(written), 0};
+    if (written < 0) {
+        return {0, errno, 0};
+    }
+    // Others may have appended since the last look at the file's size; the offset tells where these bytes are.
+    return {static_cast<std::size_t>(written), 0, ::lseek(fd, 0, SEEK_CUR)};
 }
 
 }  // namespace
@@ -138,17 +139,19 @@ private:
     void release() noexcept;
     void settleTail() noexcept;
     bool cutTornTail() noexcept;
-    void awaitWholeTail() noexcept;
-    bool cut(off_t size, off_t newSize) noexcept;
+    bool cut(off_t start, off_t end) noexcept;
+    void takeBack(off_t start, off_t end) noexcept;
+    bool startsALine(off_t begin) noexcept;
+    Outcome settle(std::string_view lines, const Written& written) noexcept;
     bool isRemoved() const noexcept;
-    void lookAtTail() noexcept;
 
     FileAppender& file_;
     TailLock tail_;
     int error_ = 0;
     off_t size_ = 0;
     bool locked_ = false;
-    bool startsWithinALine_ = false;
+    bool tailIsWhole_ = false;    // `size_` is the end of a line
+    bool lineFeedIsDue_ = false;  // behind another program's unfinished line
 };
 
 int FileAppender::Access::attach() noexcept {
@@ -186,53 +189,63 @@ void FileAppender::Access::release() noexcept {
     }
 }
 
-void FileAppender::Access::lookAtTail() noexcept {
-    struct stat status {};
-    if (::fstat(file_.fd_, &status) == 0) {
-        size_ = status.st_size;
-    }
-    startsWithinALine_ = endsWithinALine(file_.fd_, size_);
-}
-
 void FileAppender::Access::settleTail() noexcept {
-    startsWithinALine_ = size_ != file_.knownEnd_ && endsWithinALine(file_.fd_, size_);
-    if (startsWithinALine_ && !(locked_ && cutTornTail())) {
-        awaitWholeTail();
+    tailIsWhole_ = size_ == file_.knownEnd_ || !endsWithinALine(file_.fd_, size_);
+    if (!tailIsWhole_ && !(locked_ && cutTornTail())) {
+        // A record there is about to be whole, or never will be. That shows once something stands behind it.
+        lineFeedIsDue_ = !startOfTornRecord(file_.fd_, size_);
     }
 }
 
-/// Removes an unfinished record, once it is sure that nobody is about to finish it: whoever appends holds either the
-/// lock, which is ours, or the tail. Returns whether that could be made sure of.
+/// Removes an unfinished record, once it is sure that it stays unfinished: whoever appends holds either the lock, which
+/// is ours, or the tail. Returns whether the file ends with a line now.
 bool FileAppender::Access::cutTornTail() noexcept {
     if (tail_.take(file_.fd_, TailLock::Use::Cut) != TailLock::State::Taken) {
         return false;
     }
-    lookAtTail();
-    if (startsWithinALine_) {
-        const auto start = startOfTornRecord(file_.fd_, size_);
+    struct stat status {};
+    if (::fstat(file_.fd_, &status) == 0) {
+        size_ = status.st_size;
+        tailIsWhole_ = !endsWithinALine(file_.fd_, size_);
+        const auto start = tailIsWhole_ ? std::nullopt : startOfTornRecord(file_.fd_, size_);
         if (start && ::ftruncate(file_.fd_, *start) == 0) {
             size_ = *start;
-            startsWithinALine_ = false;
+            tailIsWhole_ = true;
         }
     }
     tail_.release();
-    return true;
+    return tailIsWhole_;
 }
 
-void FileAppender::Access::awaitWholeTail() noexcept {
-    for (int i = 0; i < looksAtTheTail && startsWithinALine_; ++i) {
-        std::this_thread::sleep_for(betweenLooks);
-        lookAtTail();
+/// Cuts off what stands from `start` to `end`, unless somebody may have appended since.
+bool FileAppender::Access::cut(off_t start, off_t end) noexcept {
+    if (!locked_ || tail_.take(file_.fd_, TailLock::Use::Cut) != TailLock::State::Taken) {
+        return false;
+    }
+    struct stat now {};
+    const bool isCut = ::fstat(file_.fd_, &now) == 0 && now.st_size == end && ::ftruncate(file_.fd_, start) == 0;
+    tail_.release();
+    return isCut;
+}
+
+/// Takes back what this access has just written from `start` to `end`, and sees to it that the file's end is known.
+void FileAppender::Access::takeBack(off_t start, off_t end) noexcept {
+    if (cut(start, end)) {
+        file_.knownEnd_ = start;
+    } else {
+        // These bytes are nobody else's: nobody cuts a file while others hold its lock or its tail.
+        file_.knownEnd_ = makeBlank(file_.fd_, start, end) ? end : -1;
     }
 }
 
-/// Takes back what this access has appended last, unless others have appended since.
-bool FileAppender::Access::cut(off_t size, off_t newSize) noexcept {
-    struct stat now {};
-    const bool isCut = locked_ && tail_.take(file_.fd_, TailLock::Use::Cut) == TailLock::State::Taken &&
-                       ::fstat(file_.fd_, &now) == 0 && now.st_size == size && ::ftruncate(file_.fd_, newSize) == 0;
-    tail_.release();
-    return isCut;
+/// Tells whether what was written at `begin` starts a line. It does not if somebody else's write was cut short right
+/// before. Whatever can be the beginning of a record there never becomes a whole one, so it makes room for a line feed.
+bool FileAppender::Access::startsALine(off_t begin) noexcept {
+    if ((tailIsWhole_ && begin == size_) || !endsWithinALine(file_.fd_, begin)) {
+        return true;
+    }
+    const auto start = startOfTornRecord(file_.fd_, begin);
+    return start && makeBlank(file_.fd_, *start, begin);
 }
 
 bool FileAppender::Access::isRemoved() const noexcept {
@@ -256,25 +269,41 @@ bool FileAppender::Access::rotate() noexcept {
 }
 
 Outcome FileAppender::Access::append(std::string_view lines) noexcept {
-    const std::size_t lead = startsWithinALine_ ? 1 : 0;
-    Written written = writeOnce(file_.fd_, startsWithinALine_, lines);
-    if (locked_ && written.bytes < lead + lines.size()) {
-        // Nobody else appends now, so the rest still belongs here.
-        const bool lineFeedIsDue = written.bytes < lead;
-        const std::size_t done = written.bytes - (lineFeedIsDue ? 0 : lead);
-        const Written rest = writeOnce(file_.fd_, lineFeedIsDue, lines.substr(done));
-        written = {written.bytes + rest.bytes, rest.error};
+    const std::size_t size = lines.size() + (lineFeedIsDue_ ? 1 : 0);
+    Written written = writeOnce(file_.fd_, lineFeedIsDue_, lines);
+    if (written.bytes == 0) {
+        written = writeOnce(file_.fd_, lineFeedIsDue_, lines);
+    } else if (written.bytes < size) {
+        const Written rest = writeOnce(file_.fd_, false, lines.substr(lines.size() - (size - written.bytes)));
+        if (rest.bytes == 0 || rest.begin() == written.end) {
+            written = {written.bytes + rest.bytes, rest.error, written.end + static_cast<off_t>(rest.bytes)};
+        } else {
+            // Others appended in between: without the lock, because this process was stopped for too long or lacks it
+            // too.
+            takeBack(rest.begin(), rest.end);
+            written.error = ESTALE;
+        }
     }
     if (!locked_ && isRemoved()) {
         // Others put the file aside so often meanwhile that it is gone, and what was written with it.
         return {0, ESTALE};
     }
-    const std::size_t done = written.bytes - std::min(lead, written.bytes);
+    return written.bytes != 0 ? settle(lines, written) : Outcome{0, written.error != 0 ? written.error : ENOSPC};
+}
+
+/// Makes whole lines of what was written.
+Outcome FileAppender::Access::settle(std::string_view lines, const Written& written) noexcept {
+    const std::size_t lead = lineFeedIsDue_ ? 1 : 0;
+    if (lead == 0 && !startsALine(written.begin())) {
+        takeBack(written.begin(), written.end);
+        return {0, ESTALE};
+    }
+    const std::size_t done = written.bytes - lead;
     const std::size_t whole = lines.substr(0, done).rfind('\n') + 1;  // none: 0
-    const off_t end = size_ + static_cast<off_t>(written.bytes);
-    const off_t wholeEnd = end - static_cast<off_t>(done - whole);
-    const bool endIsKnown = locked_ && written.bytes >= lead && (whole == done || cut(end, wholeEnd));
-    file_.knownEnd_ = endIsKnown ? wholeEnd : -1;
+    file_.knownEnd_ = written.end;
+    if (whole < done) {
+        takeBack(written.end - static_cast<off_t>(done - whole), written.end);
+    }
     if (whole == lines.size()) {
         return {whole, 0};
     }
@@ -377,12 +406,9 @@ Outcome FileAppender::append(std::string_view lines) noexcept {
         const Outcome outcome = access.append(part);
         written += outcome.written;
         if (outcome.error != 0) {
-            // Without the lock a retry takes another look at the end of the file first.
-            const bool startsAnew = mayStartAnew && (!access.isSole() || outcome.error == ESTALE);
-            if (!startsAnew) {
+            if (outcome.error != ESTALE || !std::exchange(mayStartAnew, false)) {
                 return {written, outcome.error};
             }
-            mayStartAnew = false;
         }
     }
     return {written, 0};
