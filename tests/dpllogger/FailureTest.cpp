@@ -302,6 +302,29 @@ TEST(LogFailure, ADescriptorThatTheHostClosedAndUsesForAnotherFileIsLeftAlone) {
     EXPECT_EQ(logreader::contents(folder / "host's"), "");
 }
 
+// The log itself, opened by the host in another way.
+TEST(LogFailure, ADescriptorThatTheHostClosedAndOpenedTheLogWithIsLeftAlone) {
+    const logreader::TemporaryFolder folder;
+    const auto log = folder / "a.log";
+    LogController controller;
+    controller.init(log);
+    std::vector<std::string> expected;
+    for (const int flags : {O_RDONLY, O_WRONLY, O_RDWR}) {
+        logreader::write(controller, DPL_ERROR, "before");
+        for (int fd = STDERR_FILENO + 1; fd < 64; ++fd) {
+            std::error_code error;
+            if (std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(fd), error) == log) {
+                const int hosts = open(log.c_str(), flags | O_CLOEXEC);
+                ASSERT_EQ(dup3(hosts, fd, O_CLOEXEC), fd);
+                close(hosts);
+            }
+        }
+        logreader::write(controller, DPL_ERROR, "after");
+        expected.insert(expected.end(), {"before", "after"});
+        EXPECT_EQ(logreader::messagesOf(log), expected) << flags;
+    }
+}
+
 CHILD_MAIN(logsWithoutStandardDescriptors) {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         close(fd);

@@ -55,10 +55,11 @@ bool mayPass(int error) {
     }
 }
 
+constexpr int openFlags = O_RDWR | O_APPEND | O_NONBLOCK;  // not blocking, for the case that the path is a pipe's
+
 // Above the standard descriptors, so that a stray print to one that the host closed never ends up in the log.
 int openAboveStandard(const char* path) {
-    // Not blocking, for the case that the path is a pipe's.
-    const int fd = ::open(path, O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, fileMode);
+    const int fd = ::open(path, openFlags | O_CREAT | O_CLOEXEC | O_NOCTTY, fileMode);
     if (fd < 0 || fd > STDERR_FILENO) {
         return fd;
     }
@@ -341,10 +342,11 @@ int FileAppender::open() noexcept {
     return 0;
 }
 
-// Hosts that close every descriptor may have made this number another file's.
+// Hosts that close every descriptor may have made this number another file's, or opened the log themselves.
 bool FileAppender::stillOwnsDescriptor() const noexcept {
     struct stat status {};
-    return fd_ >= 0 && ::fstat(fd_, &status) == 0 && status.st_dev == device_ && status.st_ino == inode_;
+    return fd_ >= 0 && ::fstat(fd_, &status) == 0 && status.st_dev == device_ && status.st_ino == inode_ &&
+           (::fcntl(fd_, F_GETFL) & (O_ACCMODE | openFlags)) == openFlags;
 }
 
 bool FileAppender::isCurrent(off_t& size) const noexcept {
