@@ -22,6 +22,23 @@ bool isFolder(const std::filesystem::path& location) {
     return !location.has_extension();
 }
 
+bool isThere(const std::string& folder) {
+    struct stat status {};
+    return ::stat(folder.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Its mode is the same whatever the process's mask takes away from new files.
+bool make(const std::string& folder) {
+    if (::mkdir(folder.c_str(), folderMode) != 0) {
+        return false;
+    }
+    struct stat status {};
+    if (::lstat(folder.c_str(), &status) == 0 && (status.st_mode & folderMode) != folderMode) {
+        ::chmod(folder.c_str(), (status.st_mode & 07777U) | folderMode);
+    }
+    return true;
+}
+
 }  // namespace
 
 std::string logFilePath(const std::string& location) {
@@ -36,11 +53,11 @@ std::string logFilePath(const std::string& location) {
 int makeFoldersAbove(const std::string& path) noexcept {
     try {
         for (std::size_t end = path.find('/', 1); end != std::string::npos; end = path.find('/', end + 1)) {
-            if (::mkdir(path.substr(0, end).c_str(), folderMode) != 0 && errno != EEXIST) {
+            const std::string folder = path.substr(0, end);
+            if (!make(folder) && errno != EEXIST) {
                 const int error = errno;
-                struct stat existing {};
                 // Folders that are there may refuse for other reasons: a read-only file system, an automounter.
-                if (::stat(path.substr(0, end).c_str(), &existing) != 0 || !S_ISDIR(existing.st_mode)) {
+                if (!isThere(folder)) {
                     return error;
                 }
             }

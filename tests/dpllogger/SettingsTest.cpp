@@ -285,6 +285,37 @@ TEST(LogLocation, MissingFoldersAreMadeForTheirOwnerAlone) {
     EXPECT_EQ(modeOf(folder / "one" / "two" / "three.log"), 0600U);
 }
 
+CHILD_MAIN(logsWithAStrictMask) {
+    constexpr uid_t user = 12345;
+    if (geteuid() == 0 && (setresgid(user, user, user) != 0 || setresuid(user, user, user) != 0)) {
+        multiprocess::step("cannot");
+        return;
+    }
+    multiprocess::step("ordinary");
+    umask(0777);
+    LogController controller;
+    controller.init(arguments.at(0));
+    logreader::write(controller, DPL_ERROR, "one");
+    LogController another;
+    another.init(arguments.at(0));
+    logreader::write(another, DPL_ERROR, "two");
+}
+
+TEST(LogLocation, ModesAreTheSameWhateverTheProcessesMask) {
+    const logreader::TemporaryFolder folder;
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::all);
+    const auto sub = folder / "sub";
+    Child child("logsWithAStrictMask", {sub / "a.log"});
+    if (child.next() != "ordinary") {
+        GTEST_SKIP() << "the process cannot become an ordinary user's";
+    }
+    EXPECT_EQ(child.join(), 0);
+    EXPECT_EQ(child.errors(), "");
+    EXPECT_EQ(modeOf(sub), 0700U);
+    EXPECT_EQ(modeOf(sub / "a.log"), 0600U);
+    EXPECT_THAT(logreader::messagesOf(sub / "a.log"), ElementsAre("one", "two"));
+}
+
 TEST(LogLocation, StaysTheSameWhenTheWorkingFolderChanges) {
     const logreader::TemporaryFolder folder;
     ASSERT_EQ(chdir(folder.path().c_str()), 0);

@@ -57,9 +57,23 @@ bool mayPass(int error) {
 
 constexpr int openFlags = O_RDWR | O_APPEND | O_NONBLOCK;  // not blocking, for the case that the path is a pipe's
 
+// The mode is the same whatever the process's mask takes away from new files.
+int openOrMake(const char* path) {
+    const int existing = ::open(path, openFlags | O_CLOEXEC | O_NOCTTY);
+    if (existing >= 0 || errno != ENOENT) {
+        return existing;
+    }
+    const int fd = ::open(path, openFlags | O_CREAT | O_CLOEXEC | O_NOCTTY, fileMode);
+    struct stat status {};
+    if (fd >= 0 && ::fstat(fd, &status) == 0 && (status.st_mode & fileMode) != fileMode) {
+        ::fchmod(fd, fileMode);
+    }
+    return fd;
+}
+
 // Above the standard descriptors, so that a stray print to one that the host closed never ends up in the log.
 int openAboveStandard(const char* path) {
-    const int fd = ::open(path, openFlags | O_CREAT | O_CLOEXEC | O_NOCTTY, fileMode);
+    const int fd = openOrMake(path);
     if (fd < 0 || fd > STDERR_FILENO) {
         return fd;
     }
