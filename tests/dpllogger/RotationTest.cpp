@@ -1,3 +1,4 @@
+#include <dlfcn.h>
 #include <dpllogger/DPLLogger.h>
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -5,14 +6,35 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "dpllogger/LogReader.h"
+
+namespace {
+
+// Called once, before the next file gets a name that must be free.
+std::function<void()>& beforeNextMove() {
+    static std::function<void()> hook;
+    return hook;
+}
+
+}  // namespace
+
+extern "C" int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned flags) {
+    static const auto next = reinterpret_cast<decltype(&::renameat2)>(dlsym(RTLD_NEXT, "renameat2"));
+    if (const auto hook = std::exchange(beforeNextMove(), nullptr)) {
+        hook();
+    }
+    return next(fromFolder, from, toFolder, to, flags);
+}
 
 namespace {
 
@@ -206,6 +228,24 @@ TEST_F(Rotation, OthersFollowWhenAnAdministratorMovesTheFile) {
     EXPECT_THAT(names(), ElementsAre("3"));
 }
 
+// Processes may know one log by different names.
+TEST_F(Rotation, ALinkStaysAndTheFileThatItNamesIsPutAside) {
+    std::filesystem::create_directory(folder_ / "real");
+    const auto real = folder_ / "real" / "b.log";
+    std::filesystem::create_symlink("real/b.log", log_);
+    const auto byLink = controller(9);
+    LogController byName;
+    byName.init(real);
+    for (int i = 0; i < 6; ++i) {
+        fill(i % 2 == 0 ? *byLink : byName, std::to_string(i));
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(log_));
+    EXPECT_THAT(logreader::filesOf(log_), ElementsAre(log_));
+    EXPECT_THAT(logreader::filesOf(real), SizeIs(6));
+    EXPECT_THAT(logreader::messagesOf(real),
+                ElementsAre(filling("0"), filling("1"), filling("2"), filling("3"), filling("4"), filling("5")));
+}
+
 TEST_F(Rotation, IsRestartedWhereAKilledOneStopped) {
     // A rotation with four kept files renames from the oldest to the newest, so at each step there is one gap.
     for (int gap = 0; gap <= 4; ++gap) {
@@ -266,6 +306,23 @@ TEST_F(Rotation, AnotherProgramsUnfinishedLineStaysAndTheRecordStartsALine) {
     const std::string notes = "notes of the user\nwithout an end\n";
     ASSERT_EQ(text.substr(0, notes.size()), notes);
     EXPECT_THAT(logreader::messagesOf(logreader::parseAll(text.substr(notes.size()))), ElementsAre("record"));
+}
+
+// Of two processes that put files aside at once one has been stopped, and its file was moved away meanwhile.
+TEST_F(Rotation, NoFileThatOthersPutAsideMeanwhileIsReplaced) {
+    const auto log = controller(5);
+    fill(*log, "1");
+    beforeNextMove() = [this] {
+        std::filesystem::copy_file(log_, numbered(1));  // stands for the other's
+    };
+    fill(*log, "2");
+    EXPECT_EQ(beforeNextMove(), nullptr);
+    EXPECT_EQ(nameIn(numbered(1)), "1");
+    EXPECT_THAT(logreader::messagesOf(logreader::parseAll(logreader::contents(log_))),
+                ElementsAre(filling("1"), filling("2")));
+    fill(*log, "3");
+    EXPECT_EQ(nameIn(numbered(2)), "1");
+    EXPECT_EQ(nameIn(log_), "3");
 }
 
 TEST_F(Rotation, AFileThatCannotBePutAsideGrows) {
