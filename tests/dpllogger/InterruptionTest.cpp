@@ -11,9 +11,9 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -31,7 +31,16 @@ std::function<void()>& inTheMiddle() {
     return hook;
 }
 
+// Whether anybody in this process has slept.
+std::atomic<bool> slept{false};
+
 }  // namespace
+
+extern "C" int nanosleep(const timespec* wanted, timespec* left) {
+    static const auto next = reinterpret_cast<decltype(&::nanosleep)>(dlsym(RTLD_NEXT, "nanosleep"));
+    slept = true;
+    return next(wanted, left);
+}
 
 extern "C" int flock(int descriptor, int operation) {
     static const auto next = reinterpret_cast<decltype(&::flock)>(dlsym(RTLD_NEXT, "flock"));
@@ -206,7 +215,9 @@ CHILD_MAIN(anotherThreadExits) {
     logreader::write(controller, DPL_INFO, "waits");
     inTheMiddle() = [] {
         std::thread([] { std::exit(7); }).detach();
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        while (!slept) {  // as who exits does, to wait for this record
+            std::this_thread::yield();
+        }
     };
     logreader::write(controller, DPL_ERROR, "is finished");
     pause();
