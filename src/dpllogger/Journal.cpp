@@ -4,7 +4,6 @@
 #include <chrono>
 #include <climits>
 #include <system_error>
-#include <thread>
 
 #include "Complaint.h"
 #include "LogLocation.h"
@@ -50,16 +49,18 @@ Journal::Journal()
 
 bool Journal::finishForGood() {
     removeProcessHooks(*this);
-    std::unique_lock lock(mutex_, std::defer_lock);
-    if (!lockToFinish(lock)) {
-        return false;
+    Hold hold(mutex_, finishLimit);
+    if (hold) {
+        finish(hold.lock());
     }
-    finish(lock);
-    return true;
+    return static_cast<bool>(hold);
 }
 
 void Journal::setLocation(const std::string& location) {
-    const std::lock_guard lock(mutex_);
+    const Hold hold(mutex_);
+    if (!hold) {
+        return;
+    }
     writeOut();
     file_.emplace(logFilePath(location), environment_.limits);
     fileIsUnusable_ = false;
@@ -67,13 +68,19 @@ void Journal::setLocation(const std::string& location) {
 }
 
 void Journal::setLevel(int level) {
-    const std::lock_guard lock(mutex_);
+    const Hold hold(mutex_);
+    if (!hold) {
+        return;
+    }
     level_ = environment_.level.value_or(level);
     settle();
 }
 
 void Journal::setAppenderType(LogAppenderType type) {
-    const std::lock_guard lock(mutex_);
+    const Hold hold(mutex_);
+    if (!hold) {
+        return;
+    }
     if (type < LogAppenderType::None || type > LogAppenderType::FileAndConsole) {
         return;
     }
@@ -83,7 +90,10 @@ void Journal::setAppenderType(LogAppenderType type) {
 }
 
 void Journal::setFileWritingAllowed(bool allowed) {
-    const std::lock_guard lock(mutex_);
+    const Hold hold(mutex_);
+    if (!hold) {
+        return;
+    }
     fileWritingAllowed_.store(allowed, std::memory_order_relaxed);
     if (allowed && hasDestination_ && isBehind() && !timer_.arm()) {
         writeOut();
@@ -122,7 +132,11 @@ void Journal::settle() {
 }
 
 void Journal::write(const Record& record) {
-    const std::lock_guard lock(mutex_);
+    const Hold hold(mutex_);
+    if (!hold) {
+        interrupting_.fetch_add(1, std::memory_order_relaxed);
+        return;
+    }
     retries_ = 0;
     try {
         waitingWereShown_ = toConsole_ && (waitingWereShown_ || waiting_.empty());
@@ -173,7 +187,10 @@ void Journal::reportLossesOnConsole() {
 }
 
 void Journal::flush() {
-    const std::lock_guard lock(mutex_);
+    const Hold hold(mutex_);
+    if (!hold) {
+        return;
+    }
     writeOut();
 }
 
@@ -189,6 +206,7 @@ void Journal::flushWhenDue(void* journal) noexcept {
 
 /// Writes what waits for the file, if that is possible now, and before it the count of what was lost.
 void Journal::writeOut() {
+    losses_.countFailed(interrupting_.exchange(0, std::memory_order_relaxed), EDEADLK);
     if (!isBehind() || !file_ || fileIsUnusable_ || !isFileWritingAllowed()) {
         return;
     }
@@ -243,41 +261,37 @@ void Journal::showInsteadOfFile(int error) {
 }
 
 void Journal::holdForFork() {
-    mutex_.lock();
+    forking_.emplace(mutex_);
 }
 
 void Journal::goOnInParent() {
-    mutex_.unlock();
+    forking_.reset();
 }
 
 void Journal::startAnewInChild() {
+    if (!*forking_) {
+        // A signal's handler forks in the middle of an operation, which goes on once the handler returns.
+        forking_.reset();
+        return;
+    }
     // The parent writes its records itself. The descriptor would share the parent's lock.
     waiting_.clear();
     losses_ = {};
     consoleLosses_ = {};
+    interrupting_.store(0, std::memory_order_relaxed);
     timer_.forgetThread();
     if (file_) {
         file_->close();
     }
-    mutex_.unlock();
+    forking_.reset();
 }
 
+/// Whoever holds the mutex is done soon, unless the process ends within its own operation.
 void Journal::finish() {
-    std::unique_lock lock(mutex_, std::defer_lock);
-    if (lockToFinish(lock)) {
-        finish(lock);
+    Hold hold(mutex_, finishLimit);
+    if (hold) {
+        finish(hold.lock());
     }
-}
-
-/// Whoever holds the mutex is done soon, unless the process ends within its own record.
-bool Journal::lockToFinish(std::unique_lock<std::mutex>& lock) const {
-    for (const auto deadline = std::chrono::steady_clock::now() + finishLimit; !lock.try_lock();) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
 }
 
 void Journal::finish(std::unique_lock<std::mutex>& lock) {

@@ -3,6 +3,7 @@
 #include <dpllogger/DPLLogger.h>
 
 #include <atomic>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -11,6 +12,7 @@
 
 #include "Environment.h"
 #include "FlushTimer.h"
+#include "Hold.h"
 #include "LineBuffer.h"
 #include "Losses.h"
 #include "ProcessHooks.h"
@@ -23,7 +25,8 @@ namespace DPL::dpllogger {
 
 /// The state behind a controller: which records pass, where they go and those that wait.
 ///
-/// Thread-safe. The operations throw only when memory runs out.
+/// Thread-safe. The operations throw only when memory runs out. Within an operation of the same thread, where a
+/// signal's handler may be, none is done; records are counted.
 class Journal final : private ProcessHooks {
 public:
     Journal();
@@ -65,7 +68,6 @@ private:
     void reportLossesOnConsole();
     void showInsteadOfFile(int error);
     void finish(std::unique_lock<std::mutex>& lock);
-    bool lockToFinish(std::unique_lock<std::mutex>& lock) const;
 
     const Environment environment_;
 
@@ -87,6 +89,8 @@ private:
     bool waitingWereShown_ = false;  // on the console too
     Losses losses_;                  // of records for the file, or for a destination
     Losses consoleLosses_;
+    std::atomic<std::uint64_t> interrupting_{0};  // records that came within another operation of their thread
+    std::optional<Hold> forking_;
     int retries_ = 0;  // by the timer, since the last record
     FlushTimer timer_;
     ConsoleAppender console_;

@@ -7,6 +7,7 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/time.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -228,6 +229,70 @@ TEST(LogExit, WaitsForTheRecordOfAnotherThread) {
     Child child("anotherThreadExits", {folder / "a.log"});
     EXPECT_EQ(child.join(), 7) << child.errors();
     EXPECT_THAT(logreader::messagesOf(folder / "a.log"), ElementsAre("waits", "is finished"));
+}
+
+// For a handler, which has no other way to it.
+LogController* interrupted = nullptr;
+
+// Raises a signal in the middle of the next record.
+void interruptNextRecord(LogController& controller, void (*handler)(int)) {
+    interrupted = &controller;
+    std::signal(SIGUSR1, handler);
+    inTheMiddle() = [] { raise(SIGUSR1); };
+}
+
+TEST(LogSignals, AHandlerThatLogsWithinARecordWaitsForNobody) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    controller.init(folder / "a.log");
+    interruptNextRecord(controller, [](int) {
+        logreader::write(*interrupted, DPL_ERROR, "within");
+        logreader::write(*interrupted, DPL_INFO, "within");
+        interrupted->setLogLevel(DPL_OFF);
+        interrupted->setAppenderType(LogAppenderType::None);
+        interrupted->setFileWritingAllowed(false);
+        interrupted->init("elsewhere");
+        interrupted->flush();
+    });
+    logreader::write(controller, DPL_ERROR, "one");
+    logreader::write(controller, DPL_ERROR, "two");
+    EXPECT_THAT(logreader::messagesOf(folder / "a.log"),
+                ElementsAre("one", "2 records lost: 2 not written (Resource deadlock avoided)", "two"));
+}
+
+TEST(LogSignals, AHandlerMayUseAnotherControllerWithinARecord) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    LogController other;
+    controller.init(folder / "a.log");
+    other.init(folder / "other.log");
+    interruptNextRecord(other, [](int) { logreader::write(*interrupted, DPL_ERROR, "within"); });
+    logreader::write(controller, DPL_ERROR, "one");
+    EXPECT_THAT(logreader::messagesOf(folder / "a.log"), ElementsAre("one"));
+    EXPECT_THAT(logreader::messagesOf(folder / "other.log"), ElementsAre("within"));
+}
+
+std::atomic<int> statusOfChild{-1};
+
+TEST(LogSignals, AHandlerThatForksWithinARecordGetsItsChild) {
+    const logreader::TemporaryFolder folder;
+    LogController controller;
+    controller.init(folder / "a.log");
+    logreader::write(controller, DPL_INFO, "one");
+    interruptNextRecord(controller, [](int) {
+        const pid_t child = fork();
+        if (child == 0) {
+            logreader::write(*interrupted, DPL_ERROR, "the child's");
+            _exit(7);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        statusOfChild = status;
+    });
+    logreader::write(controller, DPL_ERROR, "two");
+    EXPECT_EQ(WEXITSTATUS(statusOfChild), 7);
+    logreader::write(controller, DPL_ERROR, "three");
+    EXPECT_THAT(logreader::messagesOf(folder / "a.log"), ElementsAre("one", "two", "three"));
 }
 
 std::atomic<int> interruptions{0};
