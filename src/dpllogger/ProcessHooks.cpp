@@ -8,6 +8,7 @@
 
 #include "NoCancellation.h"
 #include "ProcessIdentity.h"
+#include "ZoneOffset.h"
 
 namespace DPL::dpllogger {
 
@@ -26,6 +27,7 @@ Members& members() {
 
 void beforeFork() {
     members().mutex.lock();
+    prepareZoneOffsetForFork();
     for (ProcessHooks* const hooks : members().hooks) {
         hooks->holdForFork();
     }
@@ -41,6 +43,7 @@ void afterForkInParent() {
 void afterForkInChild() {
     const NoCancellation noCancellation;
     renewProcessIdentity();
+    settleZoneOffsetInChild();
     for (ProcessHooks* const hooks : members().hooks) {
         hooks->startAnewInChild();
     }

@@ -11,6 +11,7 @@
 
 #include "Escaping.h"
 #include "ProcessIdentity.h"
+#include "ZoneOffset.h"
 
 namespace DPL::dpllogger {
 
@@ -45,11 +46,15 @@ void appendLevel(spdlog::memory_buf_t& out, int level) {
 }  // namespace
 
 void RecordForm::readClock(std::time_t second) {
-    const std::tm local = spdlog::details::os::localtime(second);
-    const int offset = spdlog::details::os::utc_minutes_offset(local);
+    const int offset = zoneOffset(second);
+    const std::chrono::sys_seconds local{std::chrono::seconds(second) + std::chrono::minutes(offset)};
+    const auto day = std::chrono::floor<std::chrono::days>(local);
+    const std::chrono::year_month_day date(day);
+    const std::chrono::hh_mm_ss time(local - day);
     dateAndTimeLength_ = static_cast<std::size_t>(
-        fmt::format_to(dateAndTime_, FMT_COMPILE("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}"), local.tm_year + 1900L,
-                       local.tm_mon + 1, local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec) -
+        fmt::format_to(dateAndTime_, FMT_COMPILE("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}"), static_cast<int>(date.year()),
+                       static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()), time.hours().count(),
+                       time.minutes().count(), time.seconds().count()) -
         dateAndTime_);
     zoneLength_ = static_cast<std::size_t>(fmt::format_to(zone_, FMT_COMPILE("{}{:02}:{:02}"), offset < 0 ? '-' : '+',
                                                           std::abs(offset) / 60, std::abs(offset) % 60) -

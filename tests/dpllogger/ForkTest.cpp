@@ -8,6 +8,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <functional>
 #include <thread>
@@ -179,6 +180,42 @@ TEST(LogFork, TheChildGetsLoggersThoughTheParentsThreadsWereMakingSome) {
     stop = true;
     for (std::thread& thread : threads) {
         thread.join();
+    }
+}
+
+// The C library lets nobody else convert a time meanwhile, in a child for ever if it was forked just then.
+TEST(LogFork, TheChildLogsThoughAThreadOfItsParentWasConvertingATime) {
+    if (sanitizers::address) {
+        GTEST_SKIP() << "the sanitizer's allocator stays locked in a child if a thread of its parent was using it";
+    }
+    const logreader::TemporaryFolder folder;
+    setenv("TZ", "XXX-5:30", 1);
+    LogController controller;
+    controller.init(folder / "a.log");
+    std::atomic<bool> stop{false};
+    std::thread converter([&stop] {
+        std::tm parts{};
+        while (!stop) {
+            const std::time_t now = std::time(nullptr);
+            localtime_r(&now, &parts);
+        }
+    });
+    bool allEndedWell = true;
+    for (int i = 0; i < 100 && allEndedWell; ++i) {
+        allEndedWell = inFork([&] {
+            alarm(60);
+            LogController another;  // which knows no time yet
+            another.init(folder / "a.log");
+            logreader::write(another, DPL_ERROR, "child");
+        });
+    }
+    EXPECT_TRUE(allEndedWell);
+    stop = true;
+    converter.join();
+    const auto lines = logreader::readLog(folder / "a.log");
+    EXPECT_EQ(lines.size(), 100U);
+    for (const auto& line : lines) {
+        ASSERT_THAT(line.time, testing::EndsWith("+05:30"));
     }
 }
 
