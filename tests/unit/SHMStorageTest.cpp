@@ -6,14 +6,17 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
 #include <thread>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "VDIFrameworkCommon/VDIClientInfo.h"
+#include "support/Background.h"
 #include "support/ExpectedRecords.h"
 #include "support/Limits.h"
 #include "support/RawObject.h"
@@ -109,6 +112,47 @@ TEST(SHMStorageMacosx, TheFirstOneCreatesTheBlock) {
     EXPECT_EQ(bytes.size(), 512U);
     EXPECT_THAT(bytes, Each(0));
     EXPECT_EQ(raw::status(block()).st_mode & 0777U, 0600U);
+}
+
+// What comes between an initialisation's look for the block and its creation.
+std::function<void()> meanwhile;
+
+void runMeanwhile(const recording::Record& written) {
+    if (written.message == "Failed to open shared memory!" && meanwhile) {
+        std::exchange(meanwhile, nullptr)();
+    }
+}
+
+TEST(SHMStorageMacosx, ABlockThatAnotherOneMakesMeanwhileIsFilledWithZeros) {
+    const auto storage = makeStorage();
+    meanwhile = [] {
+        const std::vector<unsigned char> bytes(512, 0xFF);
+        raw::write(block(), 0, bytes.data(), bytes.size(), 512);
+    };
+    recording::setObserver(runMeanwhile);
+    storage->init();
+    EXPECT_THAT(recording::takeRecords(),
+                ElementsAre(record(DPL_INFO, "initSHMStorage", "Failed to open shared memory!"),
+                            record(DPL_INFO, "initSHMStorage", "create shared memory succeeded!")));
+    EXPECT_THAT(raw::read(block()), Each(0));
+}
+
+TEST(SHMStorageMacosx, OneThreadAtATimeInitialises) {
+    const auto storage = makeStorage();
+    std::unique_ptr<Background> other;
+    meanwhile = [&] {
+        other = std::make_unique<Background>([&] { storage->initSHMStorage(); });
+        other->waitUntilAsleep();
+        EXPECT_FALSE(other->ended());
+    };
+    recording::setObserver(runMeanwhile);
+    storage->initSHMStorage();
+    ASSERT_NE(other, nullptr);
+    other->join();
+    EXPECT_THAT(recording::takeRecords(),
+                ElementsAre(record(DPL_INFO, "initSHMStorage", "Failed to open shared memory!"),
+                            record(DPL_INFO, "initSHMStorage", "create shared memory succeeded!"),
+                            record(DPL_INFO, "initSHMStorage", "open shared memory succeeded!")));
 }
 
 TEST(SHMStorageMacosx, ALaterOneOpensItAndSeesItsBytes) {
