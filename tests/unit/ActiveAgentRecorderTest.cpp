@@ -105,6 +105,25 @@ TEST(ActiveAgentRecorder, SettingIsRecordedBeforeTheTransfer) {
     EXPECT_EQ(storedPid(), 4294967295U);
 }
 
+ActiveVirtualChannelAgentRecorder* asked = nullptr;
+std::uint32_t answer = 0;
+
+void askWhenSet(const recording::Record& written) {
+    if (written.function == "setActiveVirtualChannelAgentPid") {
+        answer = asked->getActiveVirtualChannelAgentPid();
+    }
+}
+
+TEST(ActiveAgentRecorder, WhoTakesTheRecordOfASettingMayUseTheRecorder) {
+    putPid(5);
+    ActiveVirtualChannelAgentRecorder recorder;
+    asked = &recorder;
+    recording::setObserver(askWhenSet);
+    recorder.setActiveVirtualChannelAgentPid(6);
+    EXPECT_EQ(answer, 5U) << "the lock is not held yet, nor anything written";
+    EXPECT_EQ(storedPid(), 6U);
+}
+
 TEST(ActiveAgentRecorder, ClearingSetsZero) {
     putPid(5);
     ActiveVirtualChannelAgentRecorder recorder;
