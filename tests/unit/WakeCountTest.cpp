@@ -1,6 +1,7 @@
 // What an operation asks of the system: this program's own pthread calls stand in front of the C library's and count,
 // for each thread, how often it takes a lock and wakes others.
 
+#include <VDIFrameworkCommon/Event.h>
 #include <VDIFrameworkCommon/RWLock.h>
 #include <VDIFrameworkCommon/ReentrantRWLock.h>
 #include <VDIFrameworkCommon/ThreadPool.h>
@@ -19,6 +20,7 @@
 
 namespace {
 
+using VDIFrameworkCommon::Event;
 using VDIFrameworkCommon::ReentrantRWLock;
 using VDIFrameworkCommon::RWLock;
 using VDIFrameworkCommon::ThreadPool;
@@ -106,6 +108,19 @@ TEST(WakeCount, OfATaskForAWaitingThread) {
         EXPECT_EQ(cost.ofAll, 0);
         blocker.waitForEnded(1);
     }
+}
+
+TEST(WakeCount, OfAnEventThatIsSet) {
+    Event autoReset(true);
+    EXPECT_EQ(wakesOf([&] { autoReset.set(); }), one);
+    EXPECT_EQ(wakesOf([&] { autoReset.set(); }), nobody) << "it was set already";
+    autoReset.wait();
+    EXPECT_EQ(wakesOf([&] { autoReset.set(); }), one);
+    Event manualReset(false);
+    EXPECT_EQ(wakesOf([&] { manualReset.set(); }), all);
+    EXPECT_EQ(wakesOf([&] { manualReset.set(); }), nobody);
+    manualReset.reset();
+    EXPECT_EQ(wakesOf([&] { manualReset.set(); }), all);
 }
 
 TEST(WakeCount, OfAReleaseOfTheLock) {
