@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -39,6 +40,16 @@ Ends openOutput(bool onTerminal) {
     return {ends[0], ends[1]};
 }
 
+// A terminal on which something was typed; `typed` is where it came from.
+int terminalWith(const std::string& text, int& typed) {
+    int terminal = -1;
+    EXPECT_EQ(openpty(&typed, &terminal, nullptr, nullptr, nullptr), 0);
+    fcntl(typed, F_SETFD, FD_CLOEXEC);
+    fcntl(terminal, F_SETFD, FD_CLOEXEC);
+    EXPECT_EQ(write(typed, text.data(), text.size()), static_cast<ssize_t>(text.size()));
+    return terminal;
+}
+
 int fileWith(const std::string& content) {
     const int fd = memfd_create("input", MFD_CLOEXEC);
     EXPECT_EQ(write(fd, content.data(), content.size()), static_cast<ssize_t>(content.size()));
@@ -70,7 +81,7 @@ Program::Program(const Start& start) {
     }
     words.push_back(nullptr);
     const Ends output = openOutput(start.onTerminal);
-    const int input = fileWith(start.input);
+    const int input = start.typed.empty() ? fileWith(start.input) : terminalWith(start.typed, typed_);
     errors_ = memfd_create("stderr", MFD_CLOEXEC);
     pid_ = fork();
     if (pid_ == 0) {
@@ -88,6 +99,9 @@ Program::~Program() {
     }
     close(output_);
     close(errors_);
+    if (typed_ >= 0) {
+        close(typed_);
+    }
 }
 
 bool Program::read() {
@@ -120,6 +134,12 @@ void Program::waitForError(const std::string& text) const {
 
 void Program::signal(int number) const {
     ASSERT_EQ(kill(pid_, number), 0);
+}
+
+void Program::resize(unsigned short lines, unsigned short columns) const {
+    const winsize size{lines, columns, 0, 0};
+    ASSERT_EQ(ioctl(output_, TIOCSWINSZ, &size), 0);
+    signal(SIGWINCH);  // of which the system tells those only whose terminal it is
 }
 
 int Program::end() {
@@ -157,7 +177,7 @@ Result run(const Start& start) {
 }
 
 Result run(const Words& arguments) {
-    return run(Start{arguments, {}, {}, false});
+    return run(Start{arguments, {}, {}, false, {}});
 }
 
 nlohmann::json parsed(const std::string& output) {

@@ -17,13 +17,14 @@ struct Start {
     Words arguments;
     std::string input;        ///< what it reads on standard input
     Variables environment;    ///< added to this process's
-    bool onTerminal = false;  ///< its output is a terminal of 60 columns
+    bool onTerminal = false;  ///< its output is a terminal of 24 lines of 60 columns
+    std::string typed = {};   ///< when there is any, its input is a terminal on which this was typed
 };
 
 /// A running vdictl, as its users start it. Belongs to one thread; killed at its end if it still runs.
 class Program {
 public:
-    explicit Program(const Words& arguments) : Program(Start{arguments, {}, {}, false}) {}
+    explicit Program(const Words& arguments) : Program(Start{arguments, {}, {}, false, {}}) {}
     explicit Program(const Start& start);
     ~Program();
     Program(const Program&) = delete;
@@ -39,6 +40,9 @@ public:
 
     void signal(int number) const;
 
+    /// Gives its terminal another size.
+    void resize(unsigned short lines, unsigned short columns) const;
+
     /// Waits for its end: the exit code, or 128 and the number of the signal that ended it.
     int end();
 
@@ -52,6 +56,7 @@ private:
     bool read();
 
     pid_t pid_ = -1;
+    int typed_ = -1;
     int output_ = -1;
     int errors_ = -1;
     std::string pending_;

@@ -25,9 +25,11 @@
 #include "support/Users.h"
 #include "vdictl/ToolProgram.h"
 #include "vdictl/survey/AgentProcess.h"
+#include "vdictl/survey/Doctoring.h"
 
 namespace {
 
+using namespace doctoring;
 using namespace VDIFrameworkCommon;
 using multiprocess::await;
 using multiprocess::Child;
@@ -36,69 +38,6 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-const std::string listName = raw::logicalName("HDVDI_", "TavixHuddleVDIRunnerCounter");
-const std::string activeName = raw::logicalName("HDVDI_", "TavixHuddleActiveVirtualChannelAgentRecorder");
-const std::string guardName =
-    raw::logicalName("HDVDI_", "B3AA2F75-88F6-41D3-A399-B58B79308164_TavixHuddleVDIRunnerCounter") + "_mutex";
-
-const std::string doorName = raw::logicalName("HDVDI_", "door");
-
-// Every test has a private folder: that finding is made by all of them.
-tool::Words doctor(tool::Words more = {}) {
-    tool::Words words{"doctor", "--ignore", "folder-private"};
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
-}
-
-std::vector<json> findings(const json& result, const std::string& kind) {
-    std::vector<json> found;
-    for (const json& finding : result["findings"]) {
-        if (finding["kind"] == kind) {
-            found.push_back(finding);
-        }
-    }
-    return found;
-}
-
-json look(int expectedExitCode) {
-    return tool::facts(doctor(), expectedExitCode);
-}
-
-json fix(int expectedExitCode = 0) {
-    return tool::facts(doctor({"--fix", "--yes"}), expectedExitCode);
-}
-
-std::vector<std::uint32_t> listed() {
-    const raw::Mapping<std::uint32_t[50]> list(listName);
-    std::vector<std::uint32_t> pids;
-    for (const std::uint32_t pid : *list) {
-        if (pid != 0) {
-            pids.push_back(pid);
-        }
-    }
-    return pids;
-}
-
-std::vector<std::uint32_t> pidsOf(std::initializer_list<const AgentProcess*> agents) {
-    std::vector<std::uint32_t> pids;
-    for (const AgentProcess* const agent : agents) {
-        pids.push_back(static_cast<std::uint32_t>(agent->pid()));
-    }
-    return pids;
-}
-
-template <typename Condition>
-bool eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 t_HANDLE* openEvent() {
     return CreateEventA(nullptr, false, false, doorName.c_str());

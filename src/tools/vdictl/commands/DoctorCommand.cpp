@@ -1,9 +1,13 @@
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -12,6 +16,7 @@
 #include "Json.h"
 #include "Owner.h"
 #include "Report.h"
+#include "SignalQueue.h"
 #include "doctor/Finding.h"
 #include "survey/SurveyJson.h"
 
@@ -31,8 +36,8 @@ struct DoctorOptions {
 
 const char* const kinds[] = {"damaged-lock",    "dead-active-agent", "dead-lock-owner", "dead-runner",
                              "doubtful-pid",    "folder-full",       "folder-private",  "hidden-runner",
-                             "leftover-waiter", "removed-in-use",    "reused-pid",      "waiter-count",
-                             "wrong-mode",      "wrong-owner",       "wrong-size"};
+                             "leftover-waiter", "ownerless-lock",    "removed-in-use",  "reused-pid",
+                             "waiter-count",    "wrong-mode",        "wrong-owner",     "wrong-size"};
 
 /// A finding and what became of it.
 struct Case {
@@ -50,6 +55,10 @@ std::vector<Case> findCases(const DoctorOptions& options) {
     Owner owner = options.owner;
     if (!owner.user && geteuid() != 0) {
         owner.user = geteuid();
+    }
+    if (geteuid() != 0 && owner.userOrSelf() != geteuid()) {
+        throw Failure(fmt::format("objects of user {}", owner.userOrSelf()), "", "may not be looked into",
+                      "run as this user or as root");
     }
     std::vector<Case> cases;
     for (Finding& finding : findLasting(owner)) {
@@ -104,8 +113,8 @@ std::size_t repairable(const std::vector<Case>& cases) {
         std::count_if(cases.begin(), cases.end(), [](const Case& entry) { return entry.finding.canRepair(); }));
 }
 
-// Asked on standard error, so that what is found can go anywhere.
-bool isConfirmed(const DoctorOptions& options, std::size_t count, std::size_t all) {
+// Asked on standard error, so that what is found can go anywhere; as JSON it is shown at the end only.
+bool isConfirmed(const DoctorOptions& options, const Context& context, const std::vector<Case>& cases) {
     if (options.yes) {
         return true;
     }
@@ -113,25 +122,34 @@ bool isConfirmed(const DoctorOptions& options, std::size_t count, std::size_t al
         complain("nothing is repaired without being asked for: add --yes");
         return false;
     }
-    std::cerr << "Repair " << count << " of " << all << " findings? [y/N] " << std::flush;
+    if (context.json) {
+        for (const Case& entry : cases) {
+            std::cerr << text(entry, Terminal());
+        }
+    }
+    std::cerr << "Repair " << repairable(cases) << " of " << cases.size() << " findings? [y/N] " << std::flush;
     std::string answer;
     std::getline(std::cin, answer);
     return answer == "y" || answer == "Y" || answer == "yes";
 }
 
-void repairAll(const DoctorOptions& options, const Context& context, std::vector<Case>& cases) {
-    const std::size_t count = repairable(cases);
-    if (count == 0 || !isConfirmed(options, count, cases.size())) {
-        return;
-    }
+// What to end with when a signal asked to stop. A repair may hold a lock of the agents for a moment, with which it must
+// not be ended.
+std::optional<int> repairAll(const Context& context, std::vector<Case>& cases) {
+    SignalQueue signals({SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGPIPE});
     for (Case& entry : cases) {
-        if (entry.finding.canRepair()) {
-            repair(entry);
-            if (!context.json) {
-                print(outcomeText(entry));
-            }
+        if (!entry.finding.canRepair()) {
+            continue;
+        }
+        repair(entry);
+        if (!context.json) {
+            print(outcomeText(entry));
+        }
+        if (const auto signal = signals.next(std::chrono::milliseconds(0)); signal && signal->ssi_signo != SIGPIPE) {
+            return 128 + static_cast<int>(signal->ssi_signo);
         }
     }
+    return std::nullopt;
 }
 
 bool anyTried(const std::vector<Case>& cases) {
@@ -145,10 +163,12 @@ void run(const DoctorOptions& options, Context& context) {
             print(text(entry, context.terminal));
         }
     }
-    if (options.fix) {
-        repairAll(options, context, cases);
+    std::optional<int> stopped;
+    if (options.fix && repairable(cases) != 0 && isConfirmed(options, context, cases)) {
+        stopped = repairAll(context, cases);
     }
-    const bool isHealthy = cases.empty() || (anyTried(cases) && findCases(options).empty());
+    const std::size_t left = anyTried(cases) ? findCases(options).size() : cases.size();
+    const bool isHealthy = left == 0;
     if (context.json) {
         Json result;
         result["healthy"] = isHealthy;
@@ -159,8 +179,10 @@ void run(const DoctorOptions& options, Context& context) {
         printJson(result);
     } else if (isHealthy) {
         print(context.terminal.paint(Style::Good, "healthy") + "\n");
+    } else if (anyTried(cases)) {
+        print(fmt::format("{} {} left: look again without --fix\n", left, left == 1 ? "finding is" : "findings are"));
     }
-    context.exitCode = isHealthy ? exitYes : exitNo;
+    context.exitCode = stopped.value_or(isHealthy ? exitYes : exitNo);
 }
 
 }  // namespace

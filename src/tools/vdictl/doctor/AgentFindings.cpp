@@ -1,15 +1,14 @@
 #include <VDIFrameworkCommon/ProcessUtils.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <string>
 
 #include "SharedRecords.h"
 #include "doctor/AgentRecord.h"
 #include "doctor/Finding.h"
 #include "doctor/OpenObject.h"
+#include "doctor/Unseen.h"
 #include "survey/ProcFile.h"
 #include "survey/Words.h"
 
@@ -54,28 +53,6 @@ bool isStillStale(const Stale& stale) {
     return stale.started && isSameTime(factsAbout(stale.pid).started, stale.started) && !usesRecord(stale);
 }
 
-std::string namespaceOf(const std::string& process) {
-    std::array<char, 64> text{};
-    const std::string path = "/proc/" + process + "/ns/pid";
-    const ssize_t length = readlink(path.c_str(), text.data(), text.size());
-    return {text.data(), length > 0 ? static_cast<std::size_t>(length) : 0};
-}
-
-// Ids mean something among processes that see each other only. Empty when all that use the record are seen from here.
-std::string whyIdsMeanNothing(const Stale& stale, int fd) {
-    const std::string own = namespaceOf("self");
-    for (const pid_t user : stale.users) {
-        const std::string theirs = namespaceOf(std::to_string(user));
-        if (!theirs.empty() && theirs != own) {
-            return fmt::format("process {} uses it and counts processes on its own", user);
-        }
-    }
-    if (stale.users.empty() && Exclusion(fd).state() == Exclusion::State::InUse) {
-        return "processes that cannot be seen from here use it";
-    }
-    return {};
-}
-
 // A new agent may have got the id and found itself recorded just before it was taken out.
 RepairResult putBackIfAlive(const Stale& stale, std::uint32_t* slots) {
     if (isStillStale(stale)) {
@@ -95,7 +72,7 @@ RepairResult remove(const Stale& stale) {
         return {Outcome::Gone, {}};
     }
     const bool isList = stale.storage.purpose == Purpose::RunnerList;
-    if (const std::string reason = whyIdsMeanNothing(stale, object.fd()); !reason.empty()) {
+    if (const std::string reason = whyNumbersMeanNothing(stale.users, object.fd()); !reason.empty()) {
         return {Outcome::Refused, reason};
     }
     using namespace VDIFrameworkCommon::records;

@@ -9,13 +9,16 @@
 #include <cstdio>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 
 #include "Report.h"
+#include "Terminal.h"
 #include "doctor/Finding.h"
 #include "doctor/LockRepair.h"
 #include "doctor/OpenObject.h"
+#include "doctor/Unseen.h"
 #include "survey/Words.h"
 
 namespace vdictl {
@@ -56,19 +59,47 @@ RepairResult settleCount(t_HANDLE& event, const Object& surveyed, dev_t device, 
     return {};
 }
 
-RepairResult lowerCount(const Object& surveyed, dev_t device) {
+// A waiter that no process is seen to have in its memory lives all the same if somebody has its object open.
+bool mayWait(const Mappings& mappings, const std::string& fileName) {
+    if (mappings.timesMapped(fileName) > 0) {
+        return false;  // it is seen, and counted
+    }
+    const std::string path = std::string(sharedFolderPath) + "/" + fileName;
+    const Descriptor fd(open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    return fd.isOpen() ? Exclusion(fd.get()).state() != Exclusion::State::Held : errno != ENOENT;
+}
+
+// Numbers of waiters that cannot be seen from here, and still count.
+bool mayHaveUnseenWaiters(const Mappings& mappings, const Object& event) {
+    const std::int32_t numbers = waiterNumbers(event.event->waiters);
+    for (std::int32_t number = 0; number < numbers; ++number) {
+        if (mayWait(mappings, fileNameOf(event.event->name + std::to_string(number)))) {
+            return true;
+        }
+    }
+    return false;
+}
+
+RepairResult lowerCount(const Object& surveyed, dev_t device, const std::set<pid_t>& users) {
     OpenObject object(surveyed);
     if (object.isGone()) {
         return {Outcome::Gone, {}};
+    }
+    if (isUsedUnseen(users, object.fd())) {
+        return {Outcome::Refused, "processes that cannot be seen from here use it"};
     }
     auto* const event = static_cast<t_HANDLE*>(object.map(sizeof(t_HANDLE)));
     const TimedLock lock(event->mutex);
     if (!lock.isHeld()) {
         return {Outcome::Refused, "its lock is held; free it first, or try again"};
     }
-    const auto least = leastCount(readMappings(device), surveyed);
+    const Mappings mappings = readMappings(device);
+    const auto least = leastCount(mappings, surveyed);
     if (!least) {
         return {Outcome::Refused, "some processes of its user cannot be looked into; run as root"};
+    }
+    if (mayHaveUnseenWaiters(mappings, surveyed)) {
+        return {Outcome::Refused, "a process that cannot be seen from here may wait for it; run as root"};
     }
     const std::int32_t counted = __atomic_load_n(&event->waiterCount, __ATOMIC_SEQ_CST);
     if (counted >= 0 && counted <= *least) {
@@ -134,13 +165,14 @@ void findCount(const Survey& survey, const Object& object, std::vector<Finding>&
     if (!live || (counted >= 0 && counted <= *live)) {
         return;
     }
-    Finding finding =
-        findingAbout(object, "waiter-count",
-                     fmt::format("the event counts {} waiters and {} wait: the others are dead", counted, *live));
+    Finding finding = findingAbout(object, "waiter-count",
+                                   fmt::format("the event counts {} waiters, and {} are seen to wait", counted, *live));
     const auto least = leastCount(survey.mappings, object);
     if (least && (counted < 0 || *least < counted)) {
         finding.plan = fmt::format("let it count {}", *least);
-        finding.repair = [object, device = survey.space.device] { return lowerCount(object, device); };
+        finding.repair = [object, device = survey.space.device, users = survey.usersOf(object)] {
+            return lowerCount(object, device, users);
+        };
     } else {
         finding.advice = "a living waiter has a higher number than there are waiters; try again when it has left";
     }
@@ -151,9 +183,9 @@ void findLeftOver(const Survey& survey, const Object& object, std::vector<Findin
     if (!survey.usersOf(object).empty() || !survey.mappings.areCompleteFor(object.user.value_or(object.file.owner))) {
         return;
     }
-    const std::string what = object.waiterNumber
-                                 ? fmt::format("waiter {} of event '{}'", *object.waiterNumber, object.eventName)
-                                 : "a waiter of an event that is not there";
+    const std::string what =
+        object.waiterNumber ? fmt::format("waiter {} of event '{}'", *object.waiterNumber, printable(object.eventName))
+                            : "a waiter of an event that is not there";
     Finding finding =
         findingAbout(object, "leftover-waiter", fmt::format("the object of {} is in the memory of no process", what));
     const Object* const event = object.eventName.empty() ? nullptr : survey.find(fileNameOf(object.eventName));

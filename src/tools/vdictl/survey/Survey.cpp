@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "survey/Namespaces.h"
+
 namespace vdictl {
 
 namespace {
@@ -90,7 +92,15 @@ std::optional<LockOwner> Survey::lockOwner(const Object& object) const {
     owner.thread = object.mutex->owner;
     owner.process = processOfThread(owner.thread);
     // Whoever holds a lock has it in its memory: a thread of another process has only the same number.
-    owner.isDead = !owner.process || (mappings.isReadable(*owner.process) && !usersOf(object).contains(*owner.process));
+    const auto users = usersOf(object);
+    if (owner.process && users.contains(*owner.process)) {
+        return owner;
+    }
+    if (std::any_of(users.begin(), users.end(), countsOnItsOwn)) {
+        owner.process = std::nullopt;  // the number may be theirs
+        return owner;
+    }
+    owner.isDead = !owner.process || mappings.isReadable(*owner.process);
     return owner;
 }
 

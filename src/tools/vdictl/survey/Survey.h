@@ -19,7 +19,7 @@ namespace vdictl {
 /// Who holds a lock.
 struct LockOwner {
     pid_t thread = 0;
-    std::optional<pid_t> process;  ///< none: there is no such thread
+    std::optional<pid_t> process;  ///< none: there is no such thread here
     bool isDead = false;           ///< proved: no such thread, or its process has no use for the object
 };
 

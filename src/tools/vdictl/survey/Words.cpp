@@ -23,11 +23,12 @@ std::string lockText(const Survey& survey, const Object& object) {
         const bool isHeld = object.mutex->state == MutexRecord::State::Held;
         return isHeld ? "held, by whom is not recorded" : std::string(nameOf(object.mutex->state));
     }
-    if (!owner->process) {
-        return fmt::format("held by thread {}, dead", owner->thread);
-    }
     if (owner->isDead) {
-        return fmt::format("held by thread {}, dead; its number is another's now", owner->thread);
+        return fmt::format("held by thread {}, dead{}", owner->thread,
+                           owner->process ? "; its number is another's now" : "");
+    }
+    if (!owner->process) {
+        return fmt::format("held by thread {} of those that count on their own", owner->thread);
     }
     return "held by " + processText(survey.process(static_cast<std::uint32_t>(*owner->process)));
 }

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/RawObject.h"
+#include "vdictl/ToolProgram.h"
+#include "vdictl/survey/AgentProcess.h"
+
+/// Runs `vdictl doctor` over what tests have made, and looks at what it left.
+namespace doctoring {
+
+inline const std::string listName = raw::logicalName("HDVDI_", "TavixHuddleVDIRunnerCounter");
+inline const std::string activeName = raw::logicalName("HDVDI_", "TavixHuddleActiveVirtualChannelAgentRecorder");
+inline const std::string guardName =
+    raw::logicalName("HDVDI_", "B3AA2F75-88F6-41D3-A399-B58B79308164_TavixHuddleVDIRunnerCounter") + "_mutex";
+
+inline const std::string doorName = raw::logicalName("HDVDI_", "door");
+
+// Every test has a private folder: that finding is made by all of them.
+inline tool::Words doctor(tool::Words more = {}) {
+    tool::Words words{"doctor", "--ignore", "folder-private"};
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+}
+
+inline std::vector<nlohmann::json> findings(const nlohmann::json& result, const std::string& kind) {
+    std::vector<nlohmann::json> found;
+    for (const nlohmann::json& finding : result["findings"]) {
+        if (finding["kind"] == kind) {
+            found.push_back(finding);
+        }
+    }
+    return found;
+}
+
+inline nlohmann::json look(int expectedExitCode) {
+    return tool::facts(doctor(), expectedExitCode);
+}
+
+inline nlohmann::json fix(int expectedExitCode = 0) {
+    return tool::facts(doctor({"--fix", "--yes"}), expectedExitCode);
+}
+
+inline std::vector<std::uint32_t> listed() {
+    const raw::Mapping<std::uint32_t[50]> list(listName);
+    std::vector<std::uint32_t> pids;
+    for (const std::uint32_t pid : *list) {
+        if (pid != 0) {
+            pids.push_back(pid);
+        }
+    }
+    return pids;
+}
+
+inline std::vector<std::uint32_t> pidsOf(std::initializer_list<const AgentProcess*> agents) {
+    std::vector<std::uint32_t> pids;
+    for (const AgentProcess* const agent : agents) {
+        pids.push_back(static_cast<std::uint32_t>(agent->pid()));
+    }
+    return pids;
+}
+
+template <typename Condition>
+bool eventually(Condition condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+}  // namespace doctoring
