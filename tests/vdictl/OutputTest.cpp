@@ -16,8 +16,9 @@ using namespace vdictl;
 const Terminal file;
 
 Table sample() {
-    Table table(
-        {{"NAME", Table::Align::Left, true}, {"SIZE", Table::Align::Right}, {"TEXT", Table::Align::Left, true}});
+    Table table({{"NAME", Table::Align::Left, Table::Shrink::Name},
+                 {"SIZE", Table::Align::Right},
+                 {"TEXT", Table::Align::Left, Table::Shrink::Name}});
     table.add({"a long name", "7", "t"});
     table.add({"b", "12345", "a much longer text"});
     table.add({"c"});
@@ -44,12 +45,35 @@ TEST(VdictlTable, FitsTheTerminal) {
               "b           12345  a much lo…\n"
               "c\n")
         << "the widest shrinks first";
-    EXPECT_EQ(sample().text(Terminal(1, false)),
+    EXPECT_EQ(sample().text(Terminal(17, false)),
               "NAME   SIZE  TEXT\n"
               "a l…      7  t\n"
               "b     12345  a m…\n"
-              "c\n")
-        << "what may not shrink stays whole";
+              "c\n");
+}
+
+TEST(VdictlTable, BreaksRowsThatDoNotFit) {
+    EXPECT_EQ(sample().text(Terminal(16, false)),
+              "NAME\n"
+              "     SIZE\n"
+              "    TEXT\n"
+              "a long name\n"
+              "        7\n"
+              "    t\n"
+              "b\n"
+              "    12345\n"
+              "    a much long…\n"
+              "c\n");
+}
+
+TEST(VdictlTable, GivesATextThatCouldNotBeReadALineOfItsOwn) {
+    const std::string text(40, 'x');
+    Table table({{"KEY"}, {"TEXT", Table::Align::Left, Table::Shrink::Text}});
+    table.add({"a", text});
+    table.add({"b"});
+    EXPECT_EQ(table.text(Terminal(45, false)), "KEY  TEXT\na    " + text + "\nb\n");
+    EXPECT_EQ(table.text(Terminal(40, false)), "KEY  TEXT\na    " + text.substr(0, 34) + "…\nb\n");
+    EXPECT_EQ(table.text(Terminal(34, false)), "KEY\n    TEXT\na\n    " + text.substr(0, 29) + "…\nb\n");
 }
 
 TEST(VdictlTable, IsEmptyWithoutRows) {

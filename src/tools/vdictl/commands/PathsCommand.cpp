@@ -39,7 +39,7 @@ void showPaths(const Context& context) {
         printJson(paths);
         return;
     }
-    Table table({{"NAME"}, {"PATH", Table::Align::Left, true}});
+    Table table({{"NAME"}, {"PATH", Table::Align::Left, Table::Shrink::Name}});
     for (const auto& [name, path] : knownPaths()) {
         table.add({name, printable(path)});
     }

@@ -80,7 +80,7 @@ Style styleOf(const MutexRecord& mutex) {
 }
 
 void print(const EventName& name, const ObjectContent& content, const Terminal& terminal) {
-    Table table({{"EVENT"}, {printable(name.full()), Table::Align::Left, true}});
+    Table table({{"EVENT"}, {printable(name.full()), Table::Align::Left, Table::Shrink::Name}});
     const SharedObject object = name.object();
     table.add({"object", object.systemName});
     table.add({"size", std::to_string(content.status.st_size)});

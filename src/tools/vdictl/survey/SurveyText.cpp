@@ -29,7 +29,7 @@ std::string agentsText(const Group& group, const Terminal& terminal) {
                  {"STATE"},
                  {"RE-USED"},
                  {"STARTED"},
-                 {"PROGRAM", Table::Align::Left, true}});
+                 {"PROGRAM", Table::Align::Left, Table::Shrink::Name}});
     if (group.active) {
         addAgent(table, "active", *group.active);
     }
@@ -47,8 +47,8 @@ std::string objectsText(const Survey& survey, const Group& group, const Terminal
                  {"OWNER", Table::Align::Right},
                  {"MODE"},
                  {"AGE", Table::Align::Right},
-                 {"CONTENT", Table::Align::Left, true},
-                 {"LOGICAL NAME", Table::Align::Left, true}});
+                 {"CONTENT", Table::Align::Left, Table::Shrink::Text},
+                 {"LOGICAL NAME", Table::Align::Left, Table::Shrink::Text}});
     for (const Object* const object : group.objects) {
         table.add({std::string(nameOf(object->purpose)), "/" + printable(object->file.name),
                    std::to_string(object->file.size), std::to_string(object->file.owner), modeText(object->file.mode),
