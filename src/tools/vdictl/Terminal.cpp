@@ -12,7 +12,7 @@
 #include <cstring>
 #include <cwchar>
 
-#include "Report.h"
+#include "ReaderGone.h"
 
 namespace vdictl {
 
@@ -184,6 +184,9 @@ std::string printable(std::string_view bytes) {
 
 void print(std::string_view text) {
     if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+        if (errno == EPIPE) {
+            throw ReaderGone();
+        }
         throw Failure("standard output", "write", errno);
     }
 }

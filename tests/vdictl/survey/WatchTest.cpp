@@ -105,9 +105,75 @@ TEST(VdictlWatch, EndsWhenNobodyReadsIt) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
 }
 
+TEST(VdictlWatch, EndsAlsoWhenNobodyReadItFromTheBeginning) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    close(ends[0]);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        execl(VDICTL, "vdictl", "watch", static_cast<char*>(nullptr));
+        _exit(127);
+    }
+    close(ends[1]);
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+}
+
+// More would scroll the beginning away, and a view of the old size would not fit.
+TEST(VdictlWatch, OnATerminalShowsWhatFitsAlsoIntoAnotherSize) {
+    for (int i = 0; i < 40; ++i) {
+        raw::write("door" + std::to_string(i), 0, "hello", 5, 5);
+    }
+    ::unsetenv("COLUMNS");
+    tool::Program watch(tool::Start{{"watch"}, {}, {{"NO_COLOR", "1"}}, true, {}});
+    const auto linesOfAView = [&watch] {
+        int lines = 0;
+        std::string line;
+        do {
+            line = watch.line();
+            ++lines;
+        } while (!line.empty() && line.find("more lines: 'vdictl status' shows all") == std::string::npos);
+        return lines;
+    };
+    EXPECT_EQ(linesOfAView(), 23);
+    watch.resize(12, 200);
+    int lines = 0;
+    do {
+        lines = linesOfAView();
+    } while (lines == 23);  // it shows the time, too, now and then
+    EXPECT_EQ(lines, 11);
+    watch.signal(SIGINT);
+    EXPECT_EQ(watch.end(), 0);
+}
+
+TEST(VdictlWatch, GoldenJsonOfAChange) {
+    t_HANDLE* const event = CreateEventA(nullptr, false, false, doorName.c_str());
+    tool::Program watch({"watch", "--json"});
+    json start = json::parse(watch.line());
+    EXPECT_TRUE(start["time"].is_string());
+    start.erase("time");
+    EXPECT_EQ(start["kind"], "start");
+    EXPECT_EQ(start["products"].size(), 1U);
+    EXPECT_EQ(start.size(), 2U);
+    SetEvent(event);
+    json set = json::parse(lineWith(watch, "event-set"));
+    EXPECT_TRUE(set["time"].is_string());
+    set.erase("time");
+    EXPECT_EQ(set, (json{{"kind", "event-set"},
+                         {"product", "OrvexHuddles"},
+                         {"user", geteuid()},
+                         {"pid", nullptr},
+                         {"program", nullptr},
+                         {"object", raw::systemName(doorName + "_event")},
+                         {"logicalName", doorName + "_event"},
+                         {"detail", nullptr}}));
+}
+
 TEST(VdictlWatch, OnATerminalShowsTheWholeState) {
     raw::write("door", 0, "hello", 5, 5);
-    tool::Program watch(tool::Start{{"watch"}, {}, {}, true});
+    tool::Program watch(tool::Start{{"watch"}, {}, {}, true, {}});
     EXPECT_THAT(lineWith(watch, "unknown"), HasSubstr("te"));
     watch.signal(SIGINT);
     EXPECT_EQ(watch.end(), 0);

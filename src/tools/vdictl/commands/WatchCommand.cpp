@@ -1,3 +1,9 @@
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
 #include <ctime>
 #include <memory>
 #include <string>
@@ -5,6 +11,7 @@
 #include "Command.h"
 #include "Json.h"
 #include "Owner.h"
+#include "ReaderGone.h"
 #include "survey/Groups.h"
 #include "survey/SurveyJson.h"
 #include "survey/SurveyText.h"
@@ -105,13 +112,47 @@ void logChanges(const WatchOptions& options, const Context& context) {
     }
 }
 
-void showLive(const WatchOptions& options, const Context& context) {
+// 0 without limit.
+std::size_t linesOfTerminal() {
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_row : 0;
+}
+
+// What is more than the terminal shows would scroll the rest out of sight.
+std::string firstLines(const std::string& text, std::size_t most) {
+    const auto lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
+    if (lines <= most) {
+        return text;
+    }
+    std::size_t end = 0;
+    for (std::size_t line = 1; line < most; ++line) {
+        end = text.find('\n', end) + 1;
+    }
+    return text.substr(0, end) + fmt::format("… {} more lines: 'vdictl status' shows all\n", lines - most + 1);
+}
+
+void showLive(const WatchOptions& options) {
     Watcher watcher;
     do {
         const Survey survey = takeSurvey(Look::WithMappings, options.owner);
         watcher.watch(survey);
-        print("\x1b[H\x1b[2J" + localTime(survey.time) + "\n\n" + surveyText(survey, options.owner, context.terminal));
+        const Terminal terminal = Terminal::ofStandardOutput();  // of another size now, maybe
+        const std::string text = localTime(survey.time) + "\n\n" + surveyText(survey, options.owner, terminal);
+        const std::size_t lines = linesOfTerminal();
+        print("\x1b[H\x1b[2J" + (lines > 1 ? firstLines(text, lines - 1) : text));
     } while (watcher.wait(refreshSeconds) == Watcher::Reason::Changed);
+}
+
+void watch(const WatchOptions& options, const Context& context) {
+    try {
+        if (options.log || context.json || !context.terminal.isTerminal()) {
+            logChanges(options, context);
+        } else {
+            showLive(options);
+        }
+    } catch (const ReaderGone&) {
+        // There is nobody to tell: the end, as on a signal.
+    }
 }
 
 }  // namespace
@@ -125,13 +166,7 @@ void addWatch(CommandLine line, Context& context) {
     addJsonOption(command, context);
     command.flag("--log", options->log, "A line for each change, as into a pipe, also on a terminal");
     command.flag("--waiters", options->waiters, "Tell also of threads that begin or cease to wait for an event");
-    command.action([options, &context] {
-        if (options->log || context.json || !context.terminal.isTerminal()) {
-            logChanges(*options, context);
-        } else {
-            showLive(*options, context);
-        }
-    });
+    command.action([options, &context] { watch(*options, context); });
 }
 
 }  // namespace vdictl

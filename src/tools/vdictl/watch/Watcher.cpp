@@ -40,9 +40,9 @@ Descriptor watchFolder() {
 Descriptor takeSignals() {
     sigset_t signals;
     sigemptyset(&signals);
-    sigaddset(&signals, SIGINT);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGHUP);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGWINCH}) {
+        sigaddset(&signals, signal);
+    }
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     Descriptor fd(signalfd(-1, &signals, SFD_NONBLOCK | SFD_CLOEXEC));
     if (!fd.isOpen()) {
@@ -124,6 +124,15 @@ int Watcher::nextLookMs(int leftMs) const {
     return records_.empty() ? leftMs : std::min(leftMs, lookEachMs);
 }
 
+bool Watcher::isAskedToStop() const {
+    signalfd_siginfo info{};
+    bool isAsked = false;
+    while (read(signals_.get(), &info, sizeof info) == sizeof info) {
+        isAsked |= info.ssi_signo != SIGWINCH;
+    }
+    return isAsked;
+}
+
 Watcher::Reason Watcher::wait(int seconds) {
     std::vector<pollfd> sources{{folder_.get(), POLLIN, 0}, {signals_.get(), POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
     for (const auto& [pid, fd] : processes_) {
@@ -137,7 +146,7 @@ Watcher::Reason Watcher::wait(int seconds) {
         if (ready < 0 && errno != EINTR) {
             throw Failure("changes", "poll", errno);
         }
-        if (ready > 0 && (sources[1].revents != 0 || sources[2].revents != 0)) {
+        if (ready > 0 && (sources[2].revents != 0 || isAskedToStop())) {
             return Reason::Stopped;
         }
         if (ready > 0) {

@@ -19,7 +19,7 @@ class Watcher {
 public:
     enum class Reason { Changed, Stopped };
 
-    /// Takes SIGINT, SIGTERM and SIGHUP for itself. Throws `Failure`.
+    /// Takes SIGINT, SIGTERM, SIGHUP, SIGPIPE and SIGWINCH for itself. Throws `Failure`.
     Watcher();
     Watcher(const Watcher&) = delete;
     Watcher& operator=(const Watcher&) = delete;
@@ -27,8 +27,8 @@ public:
     /// What to watch from now on: the records, events and processes that were surveyed.
     void watch(const Survey& survey);
 
-    /// Waits until something is otherwise than it was surveyed, or until the program is to end: by a signal, or as its
-    /// reader is gone. At the latest after `seconds`, with `Changed`.
+    /// Waits until something is otherwise than it was surveyed, or the terminal's size is, or until the program is to
+    /// end: by a signal, or as its reader is gone. At the latest after `seconds`, with `Changed`.
     Reason wait(int seconds);
 
 private:
@@ -40,6 +40,7 @@ private:
     void watchProcess(std::uint32_t pid);
     bool anyRecordChanged() const;
     int nextLookMs(int leftMs) const;
+    bool isAskedToStop() const;
 
     Descriptor folder_;
     Descriptor signals_;
