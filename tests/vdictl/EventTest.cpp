@@ -4,6 +4,8 @@
 #include <VDIFrameworkCommon/NamedCondition.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -291,6 +293,48 @@ TEST(VdictlEvent, ShowsAnyBytes) {
     EXPECT_EQ(facts({"event", "show", "small"})["isEvent"], false);
     EXPECT_THAT(run({"event", "show", "small"}).output, HasSubstr("too small for an event: text 'abcd'"));
     EXPECT_EQ(raw::read("x_event"), std::vector<unsigned char>(bytes, bytes + sizeof bytes)) << "nothing was changed";
+}
+
+TEST(VdictlEvent, ShowDoesNotWaitForWhatIsNoObject) {
+    ASSERT_EQ(mkfifo(("/dev/shm" + raw::systemName("x_event")).c_str(), 0600), 0);
+    const auto result = run({"event", "show", "x"});
+    EXPECT_EQ(result.exitCode, 3);
+    EXPECT_THAT(result.errors, HasSubstr("something else of its name; remove it"));
+}
+
+// Ended in the middle of it, it would leave the event's lock held.
+TEST(VdictlEvent, ASignalDoesNotEndASetInTheMiddle) {
+    if (sanitizers::thread) {
+        GTEST_SKIP() << "a condition with such bytes is no condition for the sanitizer";
+    }
+    t_HANDLE* const event = open("x");
+    event->waiterCount = 1;
+    unsigned char condition[48] = {};
+    condition[32] = 1;
+    condition[36] = 8;
+    raw::write("x_event0", 0, condition, sizeof condition, sizeof condition);
+    Program setting({"event", "set", "x"});
+    waitUntil([&] { return __atomic_load_n(&event->signaled, __ATOMIC_SEQ_CST) == 1; });
+    setting.signal(SIGTERM);
+    EXPECT_EQ(setting.end(), 3) << "it went on until it gave up";
+}
+
+TEST(VdictlEvent, SaysThatTheFolderIsFull) {
+    if (mount("tmpfs", "/dev/shm", "tmpfs", 0, "size=8k") != 0) {
+        GTEST_SKIP() << "no small folder can be made here";
+    }
+    ASSERT_EQ(run({"event", "set", "there"}).exitCode, 0);
+    raw::write("filler", 0, std::string(4096, 'x').data(), 4096, 4096);
+    for (const char* const operation : {"set", "reset", "wait"}) {
+        const auto result = run({"event", operation, "x"});
+        EXPECT_EQ(result.exitCode, 3) << operation;
+        EXPECT_EQ(result.errors, "vdictl: event 'x' (/dev/shm" + raw::systemName("x_event") +
+                                     "): posix_fallocate: No space left on device (ENOSPC); /dev/shm is full: 'vdictl "
+                                     "status' shows what lies there\n");
+    }
+    EXPECT_FALSE(raw::exists("x_event"));
+    EXPECT_EQ(run({"event", "reset", "there"}).exitCode, 0) << "it has its memory";
+    EXPECT_THAT(run({"event", "wait", "there"}).errors, HasSubstr("ENOSPC")) << "there is none for a waiter";
 }
 
 TEST(VdictlEvent, RefusesWhatItDoesNotUnderstand) {

@@ -43,12 +43,18 @@ bool SharedObject::exists() const {
 }
 
 std::optional<ObjectContent> lookAt(const SharedObject& object, std::size_t limit) {
+    struct stat status {};
+    const bool isThere = lstat(object.file.c_str(), &status) == 0;
+    const std::string about = "object '" + printable(object.logicalName) + "' (" + object.file + ")";
+    if (isThere && !S_ISREG(status.st_mode)) {
+        throw Failure(about, "", "is no shared object but something else of its name",
+                      "remove it");  // opening may wait
+    }
     const Descriptor descriptor(shm_open_mac(object.logicalName, O_RDONLY, 0));
     const int openError = errno;
     if (!descriptor.isOpen() && openError == ENOENT) {
         return std::nullopt;
     }
-    const std::string about = "object '" + printable(object.logicalName) + "' (" + object.file + ")";
     if (!descriptor.isOpen()) {
         throw Failure(about, "shm_open", openError, adviceFor(openError, object.file));
     }

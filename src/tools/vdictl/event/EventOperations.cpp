@@ -1,6 +1,8 @@
 #include "EventOperations.h"
 
 #include <VDIFrameworkCommon/MacosxEvent.h>
+#include <VDIFrameworkCommon/SharedMemory.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -22,6 +24,7 @@
 #include "Report.h"
 #include "SignalQueue.h"
 #include "survey/Descriptor.h"
+#include "survey/SharedFolder.h"
 
 namespace vdictl {
 
@@ -96,8 +99,34 @@ private:
     _exit(exitFailure);
 }
 
+[[noreturn]] void failFull(const EventName& name) {
+    throw Failure(name.description(), "posix_fallocate", ENOSPC, adviceFor(ENOSPC, name.object().file));
+}
+
+// The system gives the memory of an object when it is written to, and kills who writes where there is none left.
+void reserve(const EventName& name) {
+    const SharedObject object = name.object();
+    const bool isNew = !object.exists();
+    const Descriptor fd(shm_open_mac(object.logicalName, O_RDWR | O_CREAT, 0600));
+    if (fd.isOpen() && posix_fallocate(fd.get(), 0, sizeof(t_HANDLE)) == ENOSPC) {
+        if (isNew) {
+            shm_unlink_mac(object.logicalName);
+        }
+        failFull(name);
+    }
+}
+
+// Waiters' objects come and go too fast to be reserved.
+void requireSpaceForWaiter(const EventName& name) {
+    const FolderSpace space = spaceOf();
+    if (space.bytes != 0 && space.freeBytes < static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE))) {
+        failFull(name);
+    }
+}
+
 t_HANDLE* open(const EventName& name) {
     const ActingFor owner(name.owner);
+    reserve(name);
     library::clear();
     t_HANDLE* const event = CreateEventA(nullptr, false, false, name.full().c_str());
     if (event == nullptr) {
@@ -106,7 +135,9 @@ t_HANDLE* open(const EventName& name) {
     return event;
 }
 
+// A signal that asks to stop comes too late: ended in the middle, the process would leave the event's lock held.
 void operate(const EventName& name, const char* operation, int (*function)(t_HANDLE*)) {
+    const SignalQueue held({SIGHUP, SIGINT, SIGQUIT, SIGTERM});
     const Work work([name, function](const std::atomic<bool>& /*stop*/) {
         t_HANDLE* const event = open(name);
         const ActingFor owner(name.owner);
@@ -134,6 +165,7 @@ public:
         const ActingFor owner(name_.owner);
         bool isSignaled = false;
         while (!isSignaled && !stop) {
+            requireSpaceForWaiter(name_);
             const milliseconds left = leftSince(start);
             const int result = WaitForSingleObject(event, static_cast<int>(std::min(left, slice).count()));
             isSignaled = result == signaled;
