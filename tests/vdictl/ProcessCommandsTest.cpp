@@ -198,7 +198,7 @@ TEST(VdictlWaitExit, GivesUpInTime) {
     const auto result = run({"wait-exit", "--timeout", "50", sleeper.id()});
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.output, "");
-    EXPECT_EQ(result.errors, "vdictl: not all have ended within 50 ms\n");
+    EXPECT_EQ(result.errors, "vdictl: process " + sleeper.id() + ": still running after 50 ms\n");
 }
 
 TEST(VdictlWaitExit, LooksForThemWhereTheSystemHasNoDescriptorsOfProcesses) {
@@ -211,7 +211,9 @@ TEST(VdictlWaitExit, LooksForThemWhereTheSystemHasNoDescriptorsOfProcesses) {
     EXPECT_EQ(waiting.line(), id + " ended");
     EXPECT_EQ(waiting.end(), 0);
     Sleeper stays;
-    EXPECT_EQ(run({"wait-exit", "--timeout", "50", stays.id()}).exitCode, 1);
+    const auto late = run({"wait-exit", "--timeout", "50", stays.id()});
+    EXPECT_EQ(late.exitCode, 1);
+    EXPECT_EQ(late.errors, "vdictl: process " + stays.id() + ": still running after 50 ms\n");
 }
 
 TEST(VdictlWaitExit, WaitsForMoreProcessesThanItHasDescriptorsAtFirst) {

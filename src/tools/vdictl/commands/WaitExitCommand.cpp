@@ -1,5 +1,6 @@
 #include <VDIFrameworkCommon/ProcessMonitor.h>
 #include <VDIFrameworkCommon/ProcessUtils.h>
+#include <fmt/format.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -86,8 +87,8 @@ public:
         return true;
     }
 
-    /// Whether all end in time.
-    bool wait(const Limit& limit) {
+    /// Waits for their ends, as long as it may.
+    void wait(const Limit& limit) {
         while (!processes_.empty()) {
             const auto left = limit.left();
             const int ready = poll(sources_.data(), sources_.size(), left ? static_cast<int>(left->count()) : -1);
@@ -95,11 +96,20 @@ public:
                 throw Failure("processes", "poll", errno);
             }
             if (ready == 0 && left) {
-                return false;
+                return;
             }
             takeEnded();
         }
-        return true;
+    }
+
+    /// Those that still run.
+
+    std::vector<unsigned int> left() const {
+        std::vector<unsigned int> pids;
+        for (const auto& [pid, descriptor] : processes_) {
+            pids.push_back(pid);
+        }
+        return pids;
     }
 
 private:
@@ -118,8 +128,8 @@ private:
     std::vector<pollfd> sources_;  // of the same processes
 };
 
-/// Watches processes where the system has no descriptors for them; looks every two seconds.
-bool waitByLooking(const std::set<unsigned int>& pids, const Limit& limit, const Context& context) {
+/// Watches processes where the system has no descriptors for them; looks every two seconds. Those that still run.
+std::set<unsigned int> waitByLooking(const std::set<unsigned int>& pids, const Limit& limit, const Context& context) {
     std::mutex mutex;
     std::condition_variable changed;
     std::set<unsigned int> ended;
@@ -132,6 +142,7 @@ bool waitByLooking(const std::set<unsigned int>& pids, const Limit& limit, const
         monitor.addProcessId(pid);
     }
     std::set<unsigned int> told;
+    std::set<unsigned int> running = pids;
     while (told.size() < pids.size()) {
         std::unique_lock lock(mutex);
         const auto hasNews = [&] { return ended.size() > told.size(); };
@@ -139,17 +150,18 @@ bool waitByLooking(const std::set<unsigned int>& pids, const Limit& limit, const
         if (!left) {
             changed.wait(lock, hasNews);
         } else if (!changed.wait_for(lock, *left, hasNews)) {
-            return false;
+            break;
         }
         const std::set<unsigned int> now = ended;
         lock.unlock();
         for (const unsigned int pid : now) {
             if (told.insert(pid).second) {
                 tell(pid, "ended", context);
+                running.erase(pid);
             }
         }
     }
-    return true;
+    return running;
 }
 
 struct WaitExitOptions {
@@ -167,15 +179,16 @@ void waitExit(const WaitExitOptions& options, Context& context) {
             withoutDescriptor.insert(pid);
         }
     }
-    bool haveEnded = true;
-    if (withoutDescriptor.empty()) {
-        haveEnded = watch.wait(limit);
-    } else {
-        haveEnded = waitByLooking(withoutDescriptor, limit, context);
-        haveEnded &= watch.wait(limit);
+    std::set<unsigned int> running;
+    if (!withoutDescriptor.empty()) {
+        running = waitByLooking(withoutDescriptor, limit, context);
     }
-    if (!haveEnded) {
-        complain("not all have ended within " + std::to_string(*options.timeout) + " ms");
+    watch.wait(limit);
+    for (const unsigned int pid : watch.left()) {
+        running.insert(pid);
+    }
+    for (const unsigned int pid : running) {
+        complain(fmt::format("process {}: still running after {} ms", pid, *options.timeout));
         context.exitCode = exitNo;
     }
 }
