@@ -9,10 +9,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "vdictl/ToolProgram.h"
 
@@ -53,10 +56,6 @@ std::set<std::string> options(const tool::Words& path) {
     const std::string help = run(words).output;
     static const std::regex option("--[a-z-]+");
     return {std::sregex_token_iterator(help.begin(), help.end(), option), std::sregex_token_iterator()};
-}
-
-bool holds(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
 }
 
 int shell(const std::string& command) {
@@ -137,22 +136,62 @@ TEST(VdictlUsage, FitsTheTerminal) {
     EXPECT_EQ(widest(narrow), 30U);
 }
 
-TEST(VdictlManual, HasNoWarningAndNamesEveryCommandAndOption) {
-    const std::string page = sources + "/man/vdictl.1";
-    const std::string text = contents(page);
-    for (const std::string& command : commandsOf({})) {
-        EXPECT_TRUE(holds(text, "\n.SS " + command + '\n')) << command;
-        for (const std::string& below : commandsOf({command})) {
-            EXPECT_TRUE(holds(text, "\\fB" + command + " " + below)) << command << ' ' << below;
-            for (const std::string& option : options({command, below})) {
-                EXPECT_TRUE(holds(text, std::regex_replace(option, std::regex("-"), "\\-"))) << option;
-            }
-        }
-        for (const std::string& option : options({command})) {
-            EXPECT_THAT(text, HasSubstr(std::regex_replace(option, std::regex("-"), "\\-")))
-                << command << ' ' << option;
+// The lines of the manual that show how a command is called, without what shapes their letters.
+std::string synopsisOf(const std::string& manual, const std::string& command) {
+    const std::size_t section = manual.find("\n.SS " + command.substr(0, command.find(' ')) + '\n');
+    std::istringstream lines(section == std::string::npos ? "" : manual.substr(section + 1));
+    std::string line;
+    std::getline(lines, line);
+    while (std::getline(lines, line) && line.substr(0, 3) != ".SS" && line.substr(0, 3) != ".SH") {
+        line = std::regex_replace(line, std::regex(R"(\\f[A-Z])"), "");
+        line = std::regex_replace(line, std::regex(R"(\\-)"), "-");
+        const std::string called = line.substr(0, 7) == "vdictl " ? line.substr(7) : line;
+        if (called.substr(0, command.size() + 1) == command + ' ') {
+            return called;
         }
     }
+    return {};
+}
+
+std::set<std::string> optionsIn(const std::string& text) {
+    static const std::regex option("--[a-z][a-z-]*");
+    return {std::sregex_token_iterator(text.begin(), text.end(), option), std::sregex_token_iterator()};
+}
+
+// Short forms stand for long ones that are described at the top.
+std::set<std::string> withLongForms(std::set<std::string> options, const std::string& synopsis) {
+    for (const auto& [brief, name] : {std::pair("-c ", "--client"), std::pair("-u ", "--user")}) {
+        if (synopsis.find(std::string("[") + brief) != std::string::npos) {
+            options.insert(name);
+        }
+    }
+    return options;
+}
+
+TEST(VdictlManual, ShowsTheOptionsOfEveryCommandThatItsHelpHas) {
+    const std::string manual = contents(sources + "/man/vdictl.1");
+    for (const std::string& command : commandsOf({})) {
+        auto all = commandsOf({command});
+        std::vector<tool::Words> paths;
+        for (const std::string& below : all) {
+            paths.push_back({command, below});
+        }
+        if (all.empty()) {
+            paths.push_back({command});
+        }
+        for (const tool::Words& path : paths) {
+            const std::string called = path.size() == 1 ? command : command + ' ' + path.back();
+            const std::string synopsis = synopsisOf(manual, called);
+            auto expected = options(path);
+            expected.erase("--help");
+            EXPECT_NE(synopsis, "") << called;
+            EXPECT_EQ(withLongForms(optionsIn(synopsis), synopsis), expected) << synopsis;
+        }
+    }
+}
+
+TEST(VdictlManual, HasNoWarning) {
+    const std::string page = sources + "/man/vdictl.1";
     if (!isInstalled("groff")) {
         GTEST_SKIP() << "groff is missing";
     }
@@ -197,28 +236,88 @@ TEST_F(VdictlCompletion, OffersEveryCommandAndOptionInBash) {
     EXPECT_EQ(bash("event s"), (std::set<std::string>{"set", "show"}));
     EXPECT_EQ(bash("name --client c"), (std::set<std::string>{"crews"}));
     EXPECT_EQ(bash("name --kind ''"), (std::set<std::string>{"storage", "mutex", "event", "guard"}));
+    EXPECT_THAT(bash("lock x -- ech"), testing::Contains("echo"));
     EXPECT_EQ(bash("check ''"), (std::set<std::string>{"jid", "sip", "uuid", "meeting"}));
 }
 
-TEST_F(VdictlCompletion, NamesEveryCommandAndOptionForZsh) {
-    const std::string file = sources + "/completion/_vdictl";
-    const std::string text = contents(file);
-    for (const std::string& command : commandsOf({})) {
-        EXPECT_TRUE(holds(text, "'" + command + ":")) << command;
-        tool::Words path{command};
-        auto all = options(path);
-        for (const std::string& below : commandsOf({command})) {
-            EXPECT_TRUE(holds(text, "'" + below + ":")) << command << ' ' << below;
-            all.merge(options({command, below}));
-        }
-        for (const std::string& option : all) {
-            EXPECT_TRUE(holds(text, option)) << command << ' ' << option;
-        }
+// What zsh offers for each command line.
+std::map<std::string, std::set<std::string>> zsh(const std::vector<std::string>& lines) {
+    std::ofstream file("/dev/shm/lines");
+    for (const std::string& line : lines) {
+        file << line << '\n';
     }
+    file.close();
+    EXPECT_EQ(shell("zsh -f '" OFFERED_ZSH "' '" + sources + "/completion' /dev/shm/lines /dev/shm/offered </dev/null"),
+              0);
+    std::ifstream answers("/dev/shm/offered");
+    std::map<std::string, std::set<std::string>> offered;
+    for (const std::string& line : lines) {
+        std::string answer;
+        EXPECT_TRUE(std::getline(answers, answer)) << line;
+        std::istringstream words(answer);
+        offered[line] = {std::istream_iterator<std::string>(words), {}};
+    }
+    return offered;
+}
+
+TEST_F(VdictlCompletion, OffersEveryCommandAndOptionInZsh) {
     if (!isInstalled("zsh")) {
         GTEST_SKIP() << "zsh is missing";
     }
-    EXPECT_EQ(shell("zsh -n '" + file + "'"), 0);
+    using Words = std::set<std::string>;
+    std::map<std::string, Words> expected{
+        {"vdictl ", commandsOf({})},
+        {"vdictl --", {"--help", "--version"}},
+        {"vdictl event s", {"set", "show"}},
+        {"vdictl name --client c", {"crews"}},
+        {"vdictl name --kind ", {"storage", "mutex", "event", "guard"}},
+        {"vdictl check ", {"jid", "sip", "uuid", "meeting"}},
+        {"vdictl doctor --ignore folder-", {"folder-full", "folder-private"}},
+        {"vdictl lock x -- vdictl_comm", {"vdictl_command"}},
+        {"vdictl lock x vdictl_comm", {"vdictl_command"}},
+    };
+    for (const std::string& command : commandsOf({})) {
+        const auto below = commandsOf({command});
+        const std::string line = "vdictl " + command + ' ';
+        if (below.empty()) {
+            expected[line + "--"] = options({command});
+        } else {
+            expected[line] = below;
+        }
+        for (const std::string& last : below) {
+            expected[line + last + " --"] = options({command, last});
+        }
+    }
+    // A command that only this test's shell has.
+    std::ofstream("/dev/shm/vdictl_command") << "#!/bin/sh\n";
+    ASSERT_EQ(shell("chmod +x /dev/shm/vdictl_command"), 0);
+    ::setenv("PATH", (std::string(::getenv("PATH")) + ":/dev/shm").c_str(), 1);
+    std::vector<std::string> lines;
+    for (const auto& [line, words] : expected) {
+        lines.push_back(line);
+    }
+    const auto offered = zsh(lines);
+    for (const auto& [line, words] : expected) {
+        EXPECT_EQ(offered.at(line), words) << line;
+    }
+}
+
+// The kinds of findings, which the completions name too.
+TEST_F(VdictlCompletion, OffersEveryKindOfFindingThatDoctorKnows) {
+    const std::string refusal = run({"doctor", "--ignore", "nothing"}).errors;
+    std::set<std::string> kinds;
+    static const std::regex kind("[a-z]+-[a-z]+(-[a-z]+)*");
+    for (std::sregex_iterator match(refusal.begin(), refusal.end(), kind), end; match != end; ++match) {
+        if (match->position() == 0 || refusal[static_cast<std::size_t>(match->position()) - 1] != '-') {
+            kinds.insert(match->str());
+        }
+    }
+    EXPECT_GT(kinds.size(), 10U) << refusal;
+    EXPECT_EQ(bash("doctor --ignore ''"), kinds);
+    if (!isInstalled("zsh")) {
+        GTEST_SKIP() << "zsh is missing";
+    }
+    EXPECT_EQ(zsh({"vdictl doctor --ignore "})["vdictl doctor --ignore "], kinds);
 }
 
 }  // namespace

@@ -32,7 +32,7 @@ _vdictl() {
         -k | --kind) offered='storage mutex event guard' ;;
         --ignore)
             offered="damaged-lock dead-active-agent dead-lock-owner dead-runner doubtful-pid folder-full folder-private"
-            offered+=" hidden-runner leftover-waiter removed-in-use reused-pid waiter-count wrong-mode wrong-owner wrong-size"
+            offered+=" hidden-runner leftover-waiter ownerless-lock removed-in-use reused-pid waiter-count wrong-mode wrong-owner wrong-size"
             ;;
         -t | --timeout | --app | --company) return ;;
         *)
@@ -54,6 +54,9 @@ _vdictl() {
                 offered='jid sip uuid meeting'
             elif [[ $command == wait-exit || $command == running ]]; then
                 offered=$(cd /proc && echo [0-9]*)
+            elif [[ $command == lock && -n $word ]]; then
+                mapfile -t COMPREPLY < <(compgen -c -f -- "$word")
+                return
             elif [[ $command == launch || $command == lock ]]; then
                 mapfile -t COMPREPLY < <(compgen -f -- "$word")
                 return
