@@ -1,4 +1,4 @@
-// Any bytes in any object end in a listing.
+// Any bytes in any object end in a listing, in findings and in changes, none of which does anything to a terminal.
 
 #include <cstddef>
 #include <cstdint>
@@ -20,8 +20,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const auto& product : json["products"]) {
         listed += product["objects"].size();
     }
-    const std::string text = surveyText(survey, Owner{}, Terminal(80, true));
-    if (listed != survey.objects.size() || text.empty() || json.dump().empty()) {
+    const std::string text = surveyText(survey, Owner{}, Terminal(80, false));
+    const Survey after = arbitrary::survey(source, known);
+    const bool isWhole = listed == survey.objects.size() && !text.empty() && !json.dump().empty();
+    if (!isWhole || !arbitrary::isPrintable(text) || !arbitrary::isPrintable(arbitrary::findingsText(survey)) ||
+        !arbitrary::isPrintable(arbitrary::changesText(survey, after))) {
         std::abort();
     }
     return 0;

@@ -9,7 +9,9 @@
 #include <utility>
 #include <vector>
 
+#include "doctor/Finding.h"
 #include "survey/Survey.h"
+#include "watch/Changes.h"
 
 /// Makes shared files of any bytes, for tests of what reads them.
 namespace arbitrary {
@@ -88,6 +90,40 @@ inline std::vector<std::string> knownNames(uid_t user) {
     }
     std::sort(result.begin(), result.end());
     return result;
+}
+
+/// Whether a text does nothing to a terminal but begin lines.
+inline bool isPrintable(const std::string& text) {
+    return std::all_of(text.begin(), text.end(), [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte == '\n' || (byte >= ' ' && byte != 0x7F);
+    });
+}
+
+/// All that a diagnosis says of a survey's objects.
+inline std::string findingsText(const vdictl::Survey& survey) {
+    std::vector<vdictl::Finding> findings;
+    vdictl::findRemoved(survey, vdictl::Owner{}, findings);
+    for (const vdictl::Object& object : survey.objects) {
+        vdictl::findForms(object, findings);
+        vdictl::findAgents(survey, object, findings);
+        vdictl::findLocks(survey, object, findings);
+        vdictl::findWaiters(survey, object, findings);
+    }
+    std::string text;
+    for (const vdictl::Finding& finding : findings) {
+        text += finding.kind + finding.object + finding.logicalName + finding.text + finding.advice + finding.plan;
+    }
+    return text;
+}
+
+/// All that is told of how one survey became another.
+inline std::string changesText(const vdictl::Survey& before, const vdictl::Survey& after) {
+    std::string text;
+    for (const vdictl::Change& change : vdictl::changesBetween(before, after, vdictl::Owner{})) {
+        text += vdictl::textOf(change) + change.program + change.object + change.logicalName;
+    }
+    return text;
 }
 
 /// A survey of any files, with processes mapping any of them.
