@@ -1,17 +1,24 @@
 // What the tool shows of real agents and of raw bytes, and that it changes nothing.
 
+#include <VDIFrameworkCommon/MacosxEvent.h>
+#include <VDIFrameworkCommon/NamedMutex.h>
 #include <VDIFrameworkCommon/VDIClientInfo.h>
 #include <VDIFrameworkCommon/VDIRunnerCounter.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <random>
 #include <regex>
+#include <set>
+#include <sstream>
 #include <string>
+#include <utility>
 
 #include "support/RawObject.h"
 #include "vdictl/ToolProgram.h"
@@ -19,6 +26,7 @@
 
 namespace {
 
+using namespace VDIFrameworkCommon;
 using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -189,9 +197,99 @@ TEST(VdictlStatus, GoldenJsonOfRawBytes) {
 TEST(VdictlStatus, FitsTheTerminal) {
     AgentProcess agent;
     ASSERT_TRUE(agent.says(": active"));
-    const auto result = tool::run(tool::Start{{"status"}, {}, {{"NO_COLOR", "1"}}, true});
+    ::unsetenv("COLUMNS");
+    const auto result = tool::run(tool::Start{{"status"}, {}, {{"NO_COLOR", "1"}}, true, {}});
     EXPECT_THAT(result.output, HasSubstr("OrvexHuddles"));
+    EXPECT_THAT(result.output, HasSubstr(raw::systemName(listName))) << "names stay whole";
+    EXPECT_THAT(result.output, HasSubstr("    1 runner\r\n"));
     EXPECT_EQ(result.output.find('\x1b'), std::string::npos);
+    std::istringstream lines(result.output);
+    for (std::string line; std::getline(lines, line);) {
+        const auto parts = std::count_if(line.begin(), line.end(),
+                                         [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; });
+        EXPECT_LE(line.size() - 1 - static_cast<std::size_t>(parts), 60U) << line;
+    }
+}
+
+// The whole text, of real agents. Their waiters come and go, and are counted otherwise in between.
+TEST(VdictlStatus, GoldenTextOfRealAgents) {
+    AgentProcess first;
+    ASSERT_TRUE(first.says(": active"));
+    AgentProcess second;
+    ASSERT_TRUE(second.says(": standing by"));
+    const std::string user = std::to_string(geteuid());
+    std::string text = normalised(tool::run({"status"}).output);
+    for (const auto& [agent, letter] : {std::pair(&first, "A"), std::pair(&second, "B")}) {
+        const std::regex number("(active|runner [01]|AGE) " + std::to_string(agent->pid()) + " ");
+        text = std::regex_replace(text, number, std::string("$1 ") + letter + " ");
+    }
+    const std::string agents = "OrvexHuddles, user " + user +
+                               "\n"
+                               "ROLE PID STATE RE-USED STARTED PROGRAM\n"
+                               "active A running no TIME vdi-agent\n"
+                               "runner 0 A running no TIME vdi-agent\n"
+                               "runner 1 B running no TIME vdi-agent\n"
+                               "\n"
+                               "KIND NAME SIZE OWNER MODE AGE CONTENT LOGICAL NAME\n";
+    EXPECT_EQ(text.substr(0, agents.size()), agents);
+    const std::string facts = " /N 512 " + user + " 0600 AGE ";
+    EXPECT_THAT(text, HasSubstr("\nactive agent" + facts + "A " + activeName + "\n"));
+    EXPECT_THAT(text, HasSubstr("\nrunner list" + facts + "2 runners " + listName + "\n"));
+    EXPECT_THAT(text, HasSubstr("\nguard /N 64 " + user + " 0600 AGE free " + user + "HDVDI_B3AA2F75-88F6-41D3-A399-"));
+    const std::regex event("\nevent /N 176 " + user + " 0600 AGE (not )?signalled, [0-2] counted, [0-2] waiting.* " +
+                           user + "_OrvexHuddles_VDIAgentRole_event\n");
+    EXPECT_TRUE(std::regex_search(text, event)) << text;
+}
+
+std::set<std::string> membersOf(const json& object) {
+    std::set<std::string> members;
+    for (const auto& [name, value] : object.items()) {
+        members.insert(name);
+    }
+    return members;
+}
+
+// The members that the documentation lists, of each kind of object.
+TEST(VdictlStatus, EachKindOfObjectHasItsMembers) {
+    t_HANDLE* const event = CreateEventA(nullptr, false, true, "door");
+    event->waiterCount = 1;
+    raw::write("door_event0", 0, "", 0, 48);
+    NamedMutex mutex;
+    ASSERT_TRUE(mutex.create("door"));
+    AgentProcess agent;
+    ASSERT_TRUE(agent.says(": active"));
+    raw::write("any", 0, "hello", 5, 5);
+    const json status = tool::facts({"status"});
+    std::map<std::string, json> byKind;
+    for (const json& product : status["products"]) {
+        for (const json& object : product["objects"]) {
+            byKind[object["kind"]] = object;
+        }
+    }
+    for (const json& object : status["others"]) {
+        byKind[object["kind"]] = object;
+    }
+    const std::map<std::string, std::set<std::string>> own{
+        {"active agent", {"pids"}},
+        {"runner list", {"pids"}},
+        {"guard", {"lock"}},
+        {"mutex", {"lock"}},
+        {"event", {"signalled", "waitersCounted", "waitersLive", "sound", "lock"}},
+        {"waiter", {"event", "number"}},
+        {"unknown", {"looksLike"}}};
+    for (const auto& [kind, members] : own) {
+        std::set<std::string> expected{"name", "kind",     "guards",     "logicalName", "size",    "owner",
+                                       "mode", "modified", "ageSeconds", "error",       "mappedBy"};
+        expected.insert(members.begin(), members.end());
+        ASSERT_EQ(byKind.count(kind), 1U) << kind;
+        EXPECT_EQ(membersOf(byKind[kind]), expected) << kind;
+    }
+    EXPECT_EQ(byKind["guard"]["lock"],
+              (json{{"state", "free"}, {"ownerThread", nullptr}, {"ownerProcess", nullptr}, {"ownerDead", nullptr}}));
+    EXPECT_EQ(membersOf(status), (std::set<std::string>{"time", "folder", "products", "others"}));
+    EXPECT_EQ(membersOf(status["folder"]), (std::set<std::string>{"path", "bytes", "freeBytes", "files", "freeFiles"}));
+    const json& runner = productOf(status, "OrvexHuddles")["runners"][0];
+    EXPECT_EQ(membersOf(runner), (std::set<std::string>{"slot", "pid", "alive", "reused", "started", "program"}));
 }
 
 // A process that has the number of a recorded one and no part in the record.
