@@ -103,7 +103,6 @@ public:
     }
 
     /// Those that still run.
-
     std::vector<unsigned int> left() const {
         std::vector<unsigned int> pids;
         for (const auto& [pid, descriptor] : processes_) {
