@@ -288,8 +288,9 @@ TEST(VdictlStatus, EachKindOfObjectHasItsMembers) {
               (json{{"state", "free"}, {"ownerThread", nullptr}, {"ownerProcess", nullptr}, {"ownerDead", nullptr}}));
     EXPECT_EQ(membersOf(status), (std::set<std::string>{"time", "folder", "products", "others"}));
     EXPECT_EQ(membersOf(status["folder"]), (std::set<std::string>{"path", "bytes", "freeBytes", "files", "freeFiles"}));
-    const json& runner = productOf(status, "OrvexHuddles")["runners"][0];
-    EXPECT_EQ(membersOf(runner), (std::set<std::string>{"slot", "pid", "alive", "reused", "started", "program"}));
+    const json huddles = productOf(status, "OrvexHuddles");
+    EXPECT_EQ(membersOf(huddles["runners"].at(0)),
+              (std::set<std::string>{"slot", "pid", "alive", "reused", "started", "program"}));
 }
 
 // A process that has the number of a recorded one and no part in the record.

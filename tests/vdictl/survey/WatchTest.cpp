@@ -174,7 +174,8 @@ TEST(VdictlWatch, GoldenJsonOfAChange) {
 TEST(VdictlWatch, OnATerminalShowsTheWholeState) {
     raw::write("door", 0, "hello", 5, 5);
     tool::Program watch(tool::Start{{"watch"}, {}, {}, true, {}});
-    EXPECT_THAT(lineWith(watch, "unknown"), HasSubstr("te"));
+    EXPECT_THAT(lineWith(watch, "unknown"), HasSubstr(" 0600 "));
+    EXPECT_THAT(lineWith(watch, "hello"), HasSubstr("text")) << "on a line of its own";
     watch.signal(SIGINT);
     EXPECT_EQ(watch.end(), 0);
 }
