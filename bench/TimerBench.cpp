@@ -93,8 +93,7 @@ void oursFiring(benchmark::State& state) {
     timer->killTimer();
 }
 
-/// The calls that the design makes unavoidable: two locks and the loop's, a clock, the table of numbers, an ordered
-/// set.
+/// The calls that cannot be avoided: two locks and the loop's, a clock, the table of numbers, an ordered set.
 void floorArmCancel(benchmark::State& state) {
     std::mutex tableMutex;
     std::mutex timerMutex;

@@ -42,7 +42,8 @@ std::string shortText(Write write) noexcept {
 template <typename Integer>
 std::string formattedShort(Integer value) {
     if (value >= 0 && value < 10) {
-        return std::string(1, static_cast<char>('0' + value));
+        std::string digit(1, static_cast<char>('0' + value));
+        return digit;
     }
     return shortText([value](char* out) { return std::to_chars(out, out + shortLength, value).ptr; });
 }

@@ -31,8 +31,8 @@ constexpr bool isSpace(wchar_t c) {
 // How many elements at the front are white space.
 template <typename Char>
 std::size_t leading(View<Char> s) {
-    const auto kept = std::find_if_not(s.begin(), s.end(), [](Char c) { return isSpace(c); });
-    return static_cast<std::size_t>(kept - s.begin());
+    return static_cast<std::size_t>(std::find_if_not(s.begin(), s.end(), [](Char c) { return isSpace(c); }) -
+                                    s.begin());
 }
 
 // The index after the last element that is not white space.

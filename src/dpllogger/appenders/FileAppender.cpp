@@ -156,7 +156,7 @@ private:
     bool cutTornTail() noexcept;
     bool cut(off_t start, off_t end) noexcept;
     void takeBack(off_t start, off_t end) noexcept;
-    bool startsALine(off_t begin) noexcept;
+    bool startsALine(off_t begin) const noexcept;
     Outcome settle(std::string_view lines, const Written& written) noexcept;
     bool isRemoved() const noexcept;
 
@@ -255,7 +255,7 @@ void FileAppender::Access::takeBack(off_t start, off_t end) noexcept {
 
 /// Tells whether what was written at `begin` starts a line. It does not if somebody else's write was cut short right
 /// before. Whatever can be the beginning of a record there never becomes a whole one, so it makes room for a line feed.
-bool FileAppender::Access::startsALine(off_t begin) noexcept {
+bool FileAppender::Access::startsALine(off_t begin) const noexcept {
     if ((tailIsWhole_ && begin == size_) || !endsWithinALine(file_.fd_, begin)) {
         return true;
     }

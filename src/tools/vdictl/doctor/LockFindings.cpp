@@ -56,7 +56,7 @@ RepairResult freeUnusedLock(const Object& surveyed) {
         return {Outcome::Refused, "a process has it open, or the system does not tell"};
     }
     auto* const mutex = static_cast<pthread_mutex_t*>(object.map(sizeof(pthread_mutex_t)));
-    return {freeOwnerlessLock(*mutex) ? Outcome::Repaired : Outcome::Gone, {}};
+    return {freeOwnerlessLock(mutex) ? Outcome::Repaired : Outcome::Gone, {}};
 }
 
 // A process that is killed in the middle of taking a lock has not said yet that it holds it, and one in the middle of

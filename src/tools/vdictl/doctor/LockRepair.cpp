@@ -67,10 +67,10 @@ bool freeLockOf(pthread_mutex_t* mutex, pid_t deadThread) {
     return true;
 }
 
-bool freeOwnerlessLock(pthread_mutex_t& mutex) {
-    int held = __atomic_load_n(&mutex.__data.__lock, __ATOMIC_SEQ_CST);
-    return held != 0 && __atomic_load_n(&mutex.__data.__owner, __ATOMIC_SEQ_CST) == 0 &&
-           __atomic_compare_exchange_n(&mutex.__data.__lock, &held, 0, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);
+bool freeOwnerlessLock(pthread_mutex_t* mutex) {
+    int held = __atomic_load_n(&mutex->__data.__lock, __ATOMIC_SEQ_CST);
+    return held != 0 && __atomic_load_n(&mutex->__data.__owner, __ATOMIC_SEQ_CST) == 0 &&
+           __atomic_compare_exchange_n(&mutex->__data.__lock, &held, 0, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);
 }
 
 TimedLock::TimedLock(pthread_mutex_t& mutex) : mutex_(mutex) {

@@ -16,7 +16,7 @@ bool freeLockOf(pthread_mutex_t* mutex, pid_t deadThread);
 
 /// Frees a mutex that is held and does not say by whom, as it is left by a process that was killed between two steps.
 /// Nobody else may have it. False, and nothing done, when it is otherwise.
-bool freeOwnerlessLock(pthread_mutex_t& mutex);
+bool freeOwnerlessLock(pthread_mutex_t* mutex);
 
 /// Holds a shared mutex, unless it cannot be had within half a second.
 class TimedLock {
