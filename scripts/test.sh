@@ -2,8 +2,8 @@
 # Installs what is missing, builds in every way that is supported, and runs the checks and the tests. Prints a line for each
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
-#   scripts/test.sh            format, includes, layout, doxygen, tidy, dev, asan and tsan
-#   scripts/test.sh STAGE…     some of these, and of cppcheck, clang-libcxx, abi, packages and arm64
+#   scripts/test.sh            format, includes, layout, doxygen, tidy, dev, asan and threads
+#   scripts/test.sh STAGE…     some of these, and of tsan, cppcheck, clang-libcxx, abi, packages and arm64
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -32,6 +32,17 @@ build() { cmake --preset "$1" && cmake --build --preset "$1" -j "$jobs"; }
 # Under a preset that is built: the tests, several at a time. Without a /dev/shm of their own they would all be skipped.
 tests() {
     build "$1" && "build/$1/src/tools/private-shm/private-shm" true && ctest --preset "$1" -j $((jobs * 2))
+}
+
+# The thread sanitizer on what is there for threads; the stage tsan runs it on everything.
+threads() {
+    cmake --preset tsan && cmake --build --preset tsan -j "$jobs" --target private-shm \
+        ConditionTest EventTest LockDeadlockTest MacosxEventProcessTest MacosxEventTest MainRunLoopTest MutexTest \
+        NamedConditionProcessTest NamedConditionTest NamedMutexTest PoolWorkerTest ProcessMonitorTest ReentrantRWLockTest \
+        RWLockStressTest RWLockTest SHMStorageTest TaskDispatcherTest ThreadPoolTest TimerHelperTest TimerStressTest TimerTest \
+        VDIRunnerCounterTest LogContentionTest LogWaitingTest &&
+        build/tsan/src/tools/private-shm/private-shm true &&
+        ctest --preset tsan -j $((jobs * 2)) -L 'unit|multiprocess|stress' -E '_NOT_BUILT$|^Documents|^InstalledTree|Exports'
 }
 
 # Reading what the files include takes the most time, so the preset puts many files into one.
@@ -78,6 +89,7 @@ run_stage() {
         abi) abi ;;
         packages) packages ;;
         cppcheck) checked_by_cppcheck ;;
+        threads) threads ;;
         tidy) tidy ;;
         arm64) arm64 ;;
         dev | clang-libcxx | asan | tsan) tests "$1" ;;
@@ -90,7 +102,7 @@ run_stage() {
 
 stages=("$@")
 if [ ${#stages[@]} -eq 0 ]; then
-    stages=(format includes layout doxygen tidy dev asan tsan)
+    stages=(format includes layout doxygen tidy dev asan threads)
 fi
 closing=
 for stage in "${stages[@]}"; do
