@@ -3,7 +3,7 @@
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
 #   scripts/test.sh            format, includes, layout, doxygen, tidy, dev, asan and threads
-#   scripts/test.sh STAGE…     some of these, and of tsan, cppcheck, clang-libcxx, abi, packages and arm64
+#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, clang-libcxx, abi, packages and arm64
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -45,11 +45,14 @@ threads() {
         ctest --preset tsan -j $((jobs * 2)) -L 'unit|multiprocess|stress' -E '_NOT_BUILT$|^Documents|^InstalledTree|Exports'
 }
 
-# Reading what the files include takes the most time, so the preset puts many files into one.
-tidy() {
-    cmake --preset tidy && sed -nE 's/^ *"file": "(.*)",?$/\1/p' build/tidy/compile_commands.json | sort -u |
+# Reading what the files include takes the most time, so the preset puts many files into one. vdictl includes the most, and is
+# a stage of its own.
+read_by_clang_tidy() {
+    cmake --preset tidy && sed -nE 's/^ *"file": "(.*)",?$/\1/p' build/tidy/compile_commands.json | sort -u | grep "$@" |
         xargs -P "$jobs" -n 1 clang-tidy-14 --quiet -p build/tidy --checks=-bugprone-suspicious-include
 }
+tidy() { read_by_clang_tidy -v /tools/vdictl/; }
+tidy_tool() { read_by_clang_tidy /tools/vdictl/; }
 
 # What is compiled under tests/: as the commands of the dev build say.
 layout() { cmake --preset dev && scripts/check-tests-built.sh build/dev; }
@@ -91,6 +94,7 @@ run_stage() {
         cppcheck) checked_by_cppcheck ;;
         threads) threads ;;
         tidy) tidy ;;
+        tidy-tool) tidy_tool ;;
         arm64) arm64 ;;
         dev | clang-libcxx | asan | tsan) tests "$1" ;;
         *)
