@@ -14,6 +14,7 @@
 #include "ProcessFixture.h"
 #include "SystemCalls.h"
 #include "support/Sanitizers.h"
+#include "support/Threads.h"
 
 namespace {
 
@@ -183,9 +184,17 @@ TEST(ProcessLaunch, WorksWhereTheHostWaitsForAnyChild) {
     host.join();
 }
 
+// A launch's thread closes what it needed after the record of the completion.
+recording::Record launchAndSettle(const std::string& program) {
+    const auto threadsBefore = threads::count();
+    const auto completion = launch(program);
+    EXPECT_TRUE(eventually([&] { return threads::count() == threadsBefore; }));
+    return completion;
+}
+
 TEST(ProcessLaunch, LeaksNoDescriptor) {
     const std::string program = probe();
-    launch(program);  // whatever the system log keeps open
+    launchAndSettle(program);  // whatever the system log keeps open
     const auto before = limits::openDescriptors();
     for (int i = 0; i < 500; ++i) {
         ASSERT_EQ(launch(program), succeeded);
@@ -248,7 +257,7 @@ TEST(ProcessLaunch, FailsForAnArgumentThatCannotBePassed) {
 
 TEST(ProcessLaunch, FailsWithoutDescriptors) {
     const std::string program = probe();
-    EXPECT_EQ(launch(program), succeeded);
+    EXPECT_EQ(launchAndSettle(program), succeeded);
     {
         const limits::NoDescriptors none;
         EXPECT_EQ(launch(program), failed);
