@@ -228,16 +228,24 @@ TEST_F(SubDirectories, AreAppended) {
 TEST_F(SubDirectories, LinkUpwardsIsFollowedUntilTheSystemRefusesIt) {
     makeDirectory("a");
     makeLink("a/up", "..");
-    Strings expected;
-    for (std::string path = "a"; FileUtils::isDirectory(top / path); path += "/a") {
-        expected.push_back(path);
-        path += "/up";
-        if (FileUtils::isDirectory(top / path)) {
-            expected.push_back(path);
+    const auto followed = [&] {
+        Strings paths;
+        for (std::string path = "a"; FileUtils::isDirectory(top / path); path += "/a") {
+            paths.push_back(path);
+            path += "/up";
+            if (FileUtils::isDirectory(top / path)) {
+                paths.push_back(path);
+            }
         }
+        return paths;
+    };
+    EXPECT_GT(followed().size(), 10U);
+    // A look-up that the system begins anew, because something is mounted meanwhile, may be refused some links earlier.
+    Strings found = directories(true);
+    for (int again = 0; again < 10 && found != followed(); ++again) {
+        found = directories(true);
     }
-    EXPECT_GT(expected.size(), 10U);
-    EXPECT_EQ(directories(true), expected);
+    EXPECT_EQ(found, followed());
 }
 
 TEST_F(SubDirectories, ManyLinksUpwardsEnd) {
