@@ -7,7 +7,6 @@
 
 namespace {
 
-using processes::eventually;
 using processes::isRunning;
 using processes::probe;
 using processes::ProcessUtils;

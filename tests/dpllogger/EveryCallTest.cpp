@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -20,11 +19,11 @@
 #include <memory>
 #include <new>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "dpllogger/BlankLines.h"
 #include "dpllogger/LogReader.h"
+#include "support/Background.h"
 
 // A process that logs is killed, or stopped for a while, at each of the calls by which it appends, puts files aside and
 // tidies up.
@@ -304,9 +303,7 @@ void logMeanwhile(const std::filesystem::path& log, Told& told) {
         logreader::write(controller, DPL_ERROR, "other's " + std::to_string(i));
     }
     told.logged = records;
-    while (!told.goesOn) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    waitUntil([&] { return told.goesOn.load(); });
     controller.flush();
 }
 
@@ -337,9 +334,7 @@ TEST_F(LogAtEveryCall, AStoppedProcessCostsNoRecordWhenItGoesOn) {
     }
     EXPECT_GT(all.size(), 50U) << "too few calls to show anything";
     for (int call = 1; call <= static_cast<int>(all.size()); ++call) {
-        while (told_[call].logged != records) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
+        waitUntil([&] { return told_[call].logged == records; });
         all.at(static_cast<std::size_t>(call) - 1).one->goOn();
         EXPECT_EQ(all.at(static_cast<std::size_t>(call) - 1).one->status(), 0);
         told_[call].goesOn = true;

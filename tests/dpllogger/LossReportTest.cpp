@@ -4,13 +4,12 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 
 #include "dpllogger/LogReader.h"
+#include "support/Eventually.h"
 #include "support/FaultyCalls.h"
 #include "support/Multiprocess.h"
 
@@ -20,7 +19,6 @@ using DPL::dpllogger::LogAppenderType;
 using DPL::dpllogger::LogController;
 using multiprocess::Child;
 using testing::ElementsAre;
-using namespace std::chrono_literals;
 
 // A log whose folder is gone, with a file in its place, until it is mended.
 class LogLosses : public testing::Test {
@@ -52,11 +50,7 @@ TEST_F(LogLosses, AreToldByAFlushWithoutAFurtherRecord) {
 
 TEST_F(LogLosses, AreToldSoonWithoutAnyCall) {
     mend();
-    const auto deadline = std::chrono::steady_clock::now() + 60s;
-    while (logreader::contents(log_).empty()) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-        std::this_thread::sleep_for(5ms);
-    }
+    ASSERT_TRUE(eventually([this] { return !logreader::contents(log_).empty(); }));
     EXPECT_THAT(logreader::messagesOf(log_), ElementsAre(told_));
 }
 

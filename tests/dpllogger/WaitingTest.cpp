@@ -4,7 +4,6 @@
 #include <pthread.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
@@ -13,6 +12,7 @@
 #include <thread>
 
 #include "dpllogger/LogReader.h"
+#include "support/Eventually.h"
 #include "support/Multiprocess.h"
 #include "support/Sanitizers.h"
 
@@ -26,17 +26,10 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using namespace std::chrono_literals;
-
-constexpr auto longTime = 60s;
 
 // Waits until the log has `count` records.
 void awaitRecords(const std::filesystem::path& log, std::size_t count) {
-    const auto deadline = std::chrono::steady_clock::now() + longTime;
-    while (logreader::readLog(log).size() < count) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline) << "no record came";
-        std::this_thread::sleep_for(5ms);
-    }
+    ASSERT_TRUE(eventually([&] { return logreader::readLog(log).size() >= count; })) << "no record came";
 }
 
 std::ptrdiff_t threadCount() {
@@ -112,11 +105,7 @@ TEST(LogWaiting, NoThreadIsThereBeforeARecordWaitsAndAfterASecondOfSilence) {
     EXPECT_EQ(threadCount(), before);
     logreader::write(controller, DPL_INFO, "waits");
     EXPECT_EQ(threadCount(), before + 1);
-    const auto deadline = std::chrono::steady_clock::now() + longTime;
-    while (threadCount() != before) {
-        ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-        std::this_thread::sleep_for(5ms);
-    }
+    ASSERT_TRUE(eventually([&] { return threadCount() == before; }));
     logreader::write(controller, DPL_INFO, "starts another thread");
     awaitRecords(folder / "a.log", 3);
 }

@@ -8,14 +8,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
+
+#include "support/Eventually.h"
 
 /// The lines that a program writes.
 class LineReader {
@@ -130,11 +130,10 @@ public:
     void waitUntilItsOutputIsFull() const {
         constexpr int leastFree = 4096;
         const int room = fcntl(output_.descriptor(), F_GETPIPE_SZ);
-        int waiting = 0;
-        while (waiting < room - leastFree) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            ASSERT_EQ(ioctl(output_.descriptor(), FIONREAD, &waiting), 0);
-        }
+        ASSERT_TRUE(eventually([&] {
+            int waiting = 0;
+            return ioctl(output_.descriptor(), FIONREAD, &waiting) != 0 || waiting >= room - leastFree;
+        }));
     }
 
     /// What it writes to standard output and to standard error.

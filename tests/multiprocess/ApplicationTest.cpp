@@ -6,7 +6,6 @@ namespace {
 
 using multiprocess::Child;
 using multiprocess::step;
-using processes::eventually;
 using processes::folder;
 using processes::hasNoChildren;
 using processes::isRunning;

@@ -9,17 +9,16 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "support/Eventually.h"
 #include "support/ExpectedRecords.h"
 #include "support/Limits.h"
 #include "support/Multiprocess.h"
@@ -47,19 +46,6 @@ inline std::string makeFolder() {
 /// has a /dev/shm of its own: an application is known by the path of its entry, and processes of all tests see each
 /// other.
 inline const std::string folder = makeFolder();
-
-/// Waits until the condition holds; false if it does not come to hold for as long as only a hang takes.
-template <typename Condition>
-bool eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 inline std::string contents(const std::string& path) {
     std::ifstream file(path);

@@ -21,7 +21,6 @@ namespace {
 using multiprocess::Child;
 using multiprocess::step;
 using processes::contents;
-using processes::eventually;
 using processes::folder;
 using processes::hasNoChildren;
 using processes::probe;
