@@ -49,6 +49,14 @@ says() {
     return 1
 }
 
+# killed ID: kills the process, and waits until it is dead.
+killed() {
+    kill -KILL "$1" || return 1
+    while kill -0 "$1" 2>/dev/null; do
+        sleep 0.05
+    done
+}
+
 # stands_for NUMBER ID: the transcript's commands say NUMBER where they mean the process ID of this run.
 declare -A meant=()
 stands_for() { meant[$1]=$2; }
