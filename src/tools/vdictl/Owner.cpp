@@ -93,6 +93,12 @@ void addOwnerOptions(CommandLine command, Owner& owner) {
         .type("USER");
 }
 
+void addOwnerFilter(CommandLine command, Owner& owner) {
+    addOwnerOptions(command, owner);
+    command.describe("--client", "Only this product's: parlet, crews, huddles or unknown");
+    command.describe("--user", "Only this user's, by number or name");
+}
+
 ActingFor::ActingFor(const Owner& owner) : before_(geteuid()) {
     VDIClientInfo::getInstance()->setClientType(owner.client.value_or(VDIClientType::Unknown));
     if (owner.userOrSelf() != before_ && seteuid(owner.userOrSelf()) != 0) {

@@ -28,6 +28,9 @@ struct Owner {
 /// Declares `--client` and `--user`. The user may be a number or a name.
 void addOwnerOptions(CommandLine command, Owner& owner);
 
+/// Declares the same for a command that shows everybody's objects without them.
+void addOwnerFilter(CommandLine command, Owner& owner);
+
 /// What the names of a product's objects begin with after the user: "CRVDI_".
 std::string_view clientPrefix(VDIFrameworkCommon::VDIClientType::VDIClientTypeEnum client);
 

@@ -190,9 +190,7 @@ void run(const DoctorOptions& options, Context& context) {
 void addDoctor(CommandLine line, Context& context) {
     CommandLine command = line.add("doctor", "Find what dead agents left, and repair it");
     const auto options = std::make_shared<DoctorOptions>();
-    addOwnerOptions(command, options->owner);
-    command.describe("--client", "Only this product's: parlet, crews, huddles or unknown");
-    command.describe("--user", "Only this user's, by number or name");
+    addOwnerFilter(command, options->owner);
     addJsonOption(command, context);
     const Argument fix = command.flag("--fix", options->fix, "Repair what is proved dead, after asking");
     command.flag("--yes", options->yes, "Repair without asking").needs(fix);

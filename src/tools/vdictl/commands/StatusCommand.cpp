@@ -11,9 +11,7 @@ namespace vdictl {
 void addStatus(CommandLine line, Context& context) {
     CommandLine command = line.add("status", "Show what agents share, and who they are");
     const auto owner = std::make_shared<Owner>();
-    addOwnerOptions(command, *owner);
-    command.describe("--client", "Only this product's: parlet, crews, huddles or unknown");
-    command.describe("--user", "Only this user's, by number or name");
+    addOwnerFilter(command, *owner);
     addJsonOption(command, context);
     command.action([owner, &context] {
         const Survey survey = takeSurvey(Look::WithMappings, *owner);

@@ -160,9 +160,7 @@ void watch(const WatchOptions& options, const Context& context) {
 void addWatch(CommandLine line, Context& context) {
     CommandLine command = line.add("watch", "Show what agents share as it changes");
     const auto options = std::make_shared<WatchOptions>();
-    addOwnerOptions(command, options->owner);
-    command.describe("--client", "Only this product's: parlet, crews, huddles or unknown");
-    command.describe("--user", "Only this user's, by number or name");
+    addOwnerFilter(command, options->owner);
     addJsonOption(command, context);
     command.flag("--log", options->log, "A line for each change, as into a pipe, also on a terminal");
     command.flag("--waiters", options->waiters, "Tell also of threads that begin or cease to wait for an event");
