@@ -141,17 +141,21 @@ TEST(VdictlEvent, GetsPastALockThatADeadProcessHolds) {
     EXPECT_EQ(facts({"event", "show", "x"})["lock"]["state"], "free");
 }
 
+// Leaves the condition of a process that was killed while it changed it: its inner lock is held, and it has a waiter.
+void makeSetsHang(t_HANDLE& event) {
+    event.waiterCount = 1;
+    unsigned char condition[48] = {};
+    condition[32] = 1;
+    condition[36] = 8;
+    raw::write("x_event0", 0, condition, sizeof condition, sizeof condition);
+}
+
 TEST(VdictlEvent, GivesUpAnOperationThatWouldNeverEnd) {
     if (sanitizers::thread) {
         GTEST_SKIP() << "a condition with such bytes is no condition for the sanitizer";
     }
     t_HANDLE* const event = open("x");
-    event->waiterCount = 1;
-    // The condition of a process that was killed while it changed it: its inner lock is held, and it has a waiter.
-    unsigned char condition[48] = {};
-    condition[32] = 1;
-    condition[36] = 8;
-    raw::write("x_event0", 0, condition, sizeof condition, sizeof condition);
+    makeSetsHang(*event);
     const auto result = run({"event", "set", "x"});
     EXPECT_EQ(result.exitCode, 3);
     EXPECT_EQ(result.errors, "vdictl: event 'x' (/dev/shm" + raw::systemName("x_event") +
@@ -308,11 +312,7 @@ TEST(VdictlEvent, ASignalDoesNotEndASetInTheMiddle) {
         GTEST_SKIP() << "a condition with such bytes is no condition for the sanitizer";
     }
     t_HANDLE* const event = open("x");
-    event->waiterCount = 1;
-    unsigned char condition[48] = {};
-    condition[32] = 1;
-    condition[36] = 8;
-    raw::write("x_event0", 0, condition, sizeof condition, sizeof condition);
+    makeSetsHang(*event);
     Program setting({"event", "set", "x"});
     waitUntil([&] { return __atomic_load_n(&event->signaled, __ATOMIC_SEQ_CST) == 1; });
     setting.signal(SIGTERM);

@@ -39,10 +39,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 
-t_HANDLE* openEvent(const std::string& name = doorName) {
-    return CreateEventA(nullptr, false, false, name.c_str());
-}
-
 CHILD_MAIN(waits) {
     t_HANDLE* const event = openEvent();
     step("open");
@@ -101,13 +97,6 @@ CHILD_MAIN(letsAnotherNamespaceHoldALock) {
         step("holds");
     });
     await("never");
-}
-
-bool wait(const t_HANDLE& event, int waiters) {
-    return eventually([&] {
-        return __atomic_load_n(&event.waiterCount, __ATOMIC_SEQ_CST) == waiters &&
-               __atomic_load_n(&event.mutex.__data.__lock, __ATOMIC_SEQ_CST) == 0;
-    });
 }
 
 int lockWord(const std::string& mutexName) {

@@ -13,11 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "support/Multiprocess.h"
@@ -38,10 +36,6 @@ using nlohmann::json;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-
-t_HANDLE* openEvent() {
-    return CreateEventA(nullptr, false, false, doorName.c_str());
-}
 
 CHILD_MAIN(waitsForTheEvent) {
     t_HANDLE* const event = openEvent();
@@ -77,14 +71,6 @@ std::uintmax_t logSize() {
     std::error_code none;
     const auto size = std::filesystem::file_size("/dev/shm/logs/" + LogFileName, none);
     return none ? 0 : size;
-}
-
-// Waits until so many wait for the event, and none of them is busy with it.
-bool wait(const t_HANDLE& event, int waiters) {
-    return eventually([&] {
-        return __atomic_load_n(&event.waiterCount, __ATOMIC_SEQ_CST) == waiters &&
-               __atomic_load_n(&event.mutex.__data.__lock, __ATOMIC_SEQ_CST) == 0;
-    });
 }
 
 TEST(VdictlDoctor, NothingIsHealthy) {

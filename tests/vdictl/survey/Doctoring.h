@@ -1,12 +1,12 @@
 #pragma once
 
+#include <VDIFrameworkCommon/MacosxEvent.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <string>
-#include <thread>
 #include <vector>
 
+#include "support/Eventually.h"
 #include "support/RawObject.h"
 #include "vdictl/ToolProgram.h"
 #include "vdictl/survey/AgentProcess.h"
@@ -65,16 +65,17 @@ inline std::vector<std::uint32_t> pidsOf(std::initializer_list<const AgentProces
     return pids;
 }
 
-template <typename Condition>
-bool eventually(Condition condition) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
+/// Made as agents make it, which also frees its lock.
+inline VDIFrameworkCommon::t_HANDLE* openEvent(const std::string& name = doorName) {
+    return VDIFrameworkCommon::CreateEventA(nullptr, false, false, name.c_str());
+}
+
+/// Waits until so many wait for the event, and none of them is busy with it.
+inline bool wait(const VDIFrameworkCommon::t_HANDLE& event, int waiters) {
+    return eventually([&] {
+        return __atomic_load_n(&event.waiterCount, __ATOMIC_SEQ_CST) == waiters &&
+               __atomic_load_n(&event.mutex.__data.__lock, __ATOMIC_SEQ_CST) == 0;
+    });
 }
 
 }  // namespace doctoring

@@ -87,16 +87,22 @@ TEST(VdictlWatch, TellsOfObjectsAsJson) {
     EXPECT_THAT(lineWith(watch, "object-removed"), HasSubstr(raw::systemName("door")));
 }
 
-TEST(VdictlWatch, EndsWhenNobodyReadsIt) {
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+// Starts it with this end of a pipe, which it takes, as its standard output.
+pid_t watchInto(int output) {
     const pid_t pid = fork();
     if (pid == 0) {
-        dup2(ends[1], STDOUT_FILENO);
+        dup2(output, STDOUT_FILENO);
         execl(VDICTL, "vdictl", "watch", static_cast<char*>(nullptr));
         _exit(127);
     }
-    close(ends[1]);
+    close(output);
+    return pid;
+}
+
+TEST(VdictlWatch, EndsWhenNobodyReadsIt) {
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    const pid_t pid = watchInto(ends[1]);
     char byte = 0;
     ASSERT_EQ(read(ends[0], &byte, 1), 1);
     close(ends[0]);
@@ -109,13 +115,7 @@ TEST(VdictlWatch, EndsAlsoWhenNobodyReadItFromTheBeginning) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
     close(ends[0]);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(ends[1], STDOUT_FILENO);
-        execl(VDICTL, "vdictl", "watch", static_cast<char*>(nullptr));
-        _exit(127);
-    }
-    close(ends[1]);
+    const pid_t pid = watchInto(ends[1]);
     int status = 0;
     ASSERT_EQ(waitpid(pid, &status, 0), pid);
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
