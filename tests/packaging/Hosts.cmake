@@ -1,14 +1,6 @@
 # What the checks of an installed tree share. They say where it lies with `prefix` and LIBDIR, and in WORK is room for what is built.
 
-# run(COMMAND…): what it prints is then in `output`
-function(run)
-    execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
-    if(NOT result EQUAL 0)
-        list(JOIN ARGN " " command)
-        message(FATAL_ERROR "${command}\nended with ${result}:\n${output}")
-    endif()
-    set(output "${output}" PARENT_SCOPE)
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/../support/Run.cmake)
 
 # run_host(PROGRAM LOGGER): what it says with the logging library of that folder
 function(run_host program logger)
