@@ -216,6 +216,30 @@ TEST(VdictlWaitExit, LooksForThemWhereTheSystemHasNoDescriptorsOfProcesses) {
     EXPECT_EQ(late.errors, "vdictl: process " + stays.id() + ": still running after 50 ms\n");
 }
 
+// What looks for them may not have begun by then.
+TEST(VdictlWaitExit, GivesUpAtOnceWhereTheSystemHasNoDescriptorsOfProcesses) {
+    Sleeper stays;
+    ASSERT_TRUE(systemcalls::forbid(SYS_pidfd_open, ENOSYS));
+    for (int i = 0; i < 20 && !testing::Test::HasFailure(); ++i) {
+        EXPECT_EQ(run({"wait-exit", "--timeout", "0", stays.id()}).exitCode, 1);
+    }
+}
+
+// Each is told as it ends, in whichever way it is watched.
+TEST(VdictlWaitExit, TellsOfOneWhileItLooksForAnother) {
+    Sleeper lookedFor;
+    Sleeper sleeper;
+    const tool::Words ids{lookedFor.id(), sleeper.id(), "0"};
+    ASSERT_TRUE(systemcalls::forbidFor(SYS_pidfd_open, lookedFor.pid(), EPERM));
+    Program waiting({"wait-exit", ids[0], ids[1], ids[2]});
+    EXPECT_EQ(waiting.line(), "0 not running");
+    sleeper.kill();
+    EXPECT_EQ(waiting.line(), ids[1] + " ended");
+    lookedFor.kill();
+    EXPECT_EQ(waiting.line(), ids[0] + " ended");
+    EXPECT_EQ(waiting.end(), 0);
+}
+
 TEST(VdictlWaitExit, WaitsForMoreProcessesThanItHasDescriptorsAtFirst) {
     const limits::SoftLimit few(RLIMIT_NOFILE, 24);
     tool::Words words{"wait-exit"};

@@ -147,8 +147,13 @@ int Program::end() {
     const auto process = static_cast<int>(syscall(SYS_pidfd_open, pid_, 0));
     pollfd sources[] = {{output_, POLLIN, 0}, {process, POLLIN, 0}};
     bool hasOutput = true;
-    while (hasOutput && poll(sources, 2, limitMs) > 0 && sources[0].revents != 0) {
+    int ready = 0;
+    while (hasOutput && (ready = poll(sources, 2, limitMs)) > 0 && sources[0].revents != 0) {
         hasOutput = read();
+    }
+    if (ready == 0 || (process >= 0 && poll(&sources[1], 1, limitMs) == 0)) {
+        ADD_FAILURE() << "it does not end; the errors are '" << errors() << "'";
+        kill(pid_, SIGKILL);
     }
     close(process);
     int status = 0;
