@@ -105,7 +105,7 @@ CodePoint decodeSequence(const Byte*& at, const Byte* end) noexcept {
 
 // Decodes bytes from `at` on, which it moves, until all are decoded or `partLength` elements are. `out` has room for
 // a block more.
-std::size_t decodeSome(wchar_t* out, const Byte*& at, const Byte* end) noexcept {
+std::size_t decodePart(wchar_t* out, const Byte*& at, const Byte* end) noexcept {
     const wchar_t* const start = out;
     const wchar_t* const full = out + partLength;
     while (at != end && out < full) {
@@ -156,7 +156,7 @@ char* encodePoint(char* out, CodePoint point) noexcept {
 }
 
 // Encodes all of the text; `out` has room for its bytes.
-std::size_t encodeInto(char* out, std::wstring_view text) noexcept {
+std::size_t encodePart(char* out, std::wstring_view text) noexcept {
     const char* const start = out;
     for (const wchar_t element : text) {
         const auto point = std::bit_cast<CodePoint>(element);
@@ -171,6 +171,42 @@ std::size_t encodeInto(char* out, std::wstring_view text) noexcept {
     return static_cast<std::size_t>(out - start);
 }
 
+// Encodes all of the text; false when it cannot be.
+bool encodeInto(std::string& bytes, std::wstring_view text) {
+    if (text.size() > partLength) {
+        bytes.reserve(text.size());
+    }
+    while (!text.empty()) {
+        char encoded[4 * partLength];
+        const std::wstring_view part = text.substr(0, partLength);
+        const std::size_t size = encodePart(encoded, part);
+        if (size == refused) {
+            return false;
+        }
+        bytes.append(encoded, size);
+        text.remove_prefix(part.size());
+    }
+    return true;
+}
+
+// Decodes all of the bytes; false when they cannot be.
+bool decodeInto(std::wstring& text, std::string_view bytes) {
+    if (bytes.size() > partLength) {
+        text.reserve(codePoints(bytes));
+    }
+    const Byte* at = begin(bytes);
+    const Byte* const end = at + bytes.size();
+    while (at != end) {
+        wchar_t decoded[partLength + block];
+        const std::size_t size = decodePart(decoded, at, end);
+        if (size == refused) {
+            return false;
+        }
+        text.append(decoded, size);
+    }
+    return true;
+}
+
 }  // namespace
 
 bool isAscii(std::wstring_view text) noexcept {
@@ -181,42 +217,21 @@ std::string encode(std::wstring_view text) {
     if (isAscii(text)) {
         return {text.begin(), text.end()};
     }
-    std::string bytes;
-    if (text.size() > partLength) {
-        bytes.reserve(text.size());
+    if (std::string bytes; encodeInto(bytes, text)) {
+        return bytes;
     }
-    while (!text.empty()) {
-        char encoded[4 * partLength];
-        const std::wstring_view part = text.substr(0, partLength);
-        const std::size_t size = encodeInto(encoded, part);
-        if (size == refused) {
-            throw std::range_error("wstring_convert: to_bytes error");
-        }
-        bytes.append(encoded, size);
-        text.remove_prefix(part.size());
-    }
-    return bytes;
+    // Out of the text's scope: unwinding stops for what is to be destroyed.
+    throw std::range_error("wstring_convert: to_bytes error");
 }
 
 std::wstring decode(std::string_view bytes) {
     if (isAscii(bytes.data(), bytes.size())) {
         return {begin(bytes), begin(bytes) + bytes.size()};
     }
-    std::wstring text;
-    if (bytes.size() > partLength) {
-        text.reserve(codePoints(bytes));
+    if (std::wstring text; decodeInto(text, bytes)) {
+        return text;
     }
-    const Byte* at = begin(bytes);
-    const Byte* const end = at + bytes.size();
-    while (at != end) {
-        wchar_t decoded[partLength + block];
-        const std::size_t size = decodeSome(decoded, at, end);
-        if (size == refused) {
-            throw std::range_error("wstring_convert: from_bytes error");
-        }
-        text.append(decoded, size);
-    }
-    return text;
+    throw std::range_error("wstring_convert: from_bytes error");
 }
 
 }  // namespace VDIFrameworkCommon::utf8
