@@ -40,13 +40,25 @@ void writeEight(Character* out, std::uint32_t value) noexcept {
 /// The longest text of a 64-bit integer, its sign included.
 inline constexpr std::size_t maxInteger = 20;
 
-/// Writes a number so that it ends before `end`, and returns its first character.
-template <typename Character>
-Character* writeBefore(Character* end, std::uint64_t value) noexcept {
-    constexpr std::uint32_t eightDigits = 100'000'000;
-    for (; value >= eightDigits; value /= eightDigits) {
-        end -= 8;
-        writeEight(end, static_cast<std::uint32_t>(value % eightDigits));
+/// How many digits an unsigned number has.
+template <typename Number>
+constexpr std::size_t count(Number value) noexcept {
+    std::size_t digits = 1;
+    for (; value >= 10'000; value /= 10'000) {
+        digits += 4;
+    }
+    return digits + (value >= 10 ? 1 : 0) + (value >= 100 ? 1 : 0) + (value >= 1'000 ? 1 : 0);
+}
+
+/// Writes an unsigned number so that it ends before `end`, and returns its first character.
+template <typename Character, typename Number>
+Character* writeBefore(Character* end, Number value) noexcept {
+    if constexpr (sizeof(Number) > sizeof(std::uint32_t)) {
+        constexpr std::uint32_t eightDigits = 100'000'000;
+        for (; value >= eightDigits; value /= eightDigits) {
+            end -= 8;
+            writeEight(end, static_cast<std::uint32_t>(value % eightDigits));
+        }
     }
     auto rest = static_cast<std::uint32_t>(value);
     for (; rest >= 100; rest /= 100) {

@@ -1,4 +1,4 @@
-#include <charconv>
+#include <limits>
 #include <type_traits>
 
 #include "Digits.h"
@@ -38,14 +38,19 @@ std::string shortText(Write write) noexcept {
     return text;
 }
 
-// Of few digits, the standard library's own are cheaper than ours, and they are plain decimal in every locale.
+// Of integers whose text is always short. The digits are written over minus signs, of which a negative number keeps
+// one.
 template <typename Integer>
 std::string formattedShort(Integer value) {
-    if (value >= 0 && value < 10) {
-        std::string digit(1, static_cast<char>('0' + value));
-        return digit;
-    }
-    return shortText([value](char* out) { return std::to_chars(out, out + shortLength, value).ptr; });
+    static_assert(std::numeric_limits<Integer>::digits10 + 2 <= shortLength);
+    using Unsigned = std::make_unsigned_t<Integer>;
+    const bool negative = value < 0;
+    const auto unsignedValue = static_cast<Unsigned>(value);
+    const Unsigned magnitude = negative ? Unsigned{0} - unsignedValue : unsignedValue;
+    std::string text(shortLength, '-');
+    text.erase(digits::count(magnitude) + (negative ? 1 : 0));
+    digits::writeBefore(text.data() + text.size(), magnitude);
+    return text;
 }
 
 std::wstring formattedWideFloat(double value) {
