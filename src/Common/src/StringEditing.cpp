@@ -60,6 +60,14 @@ void replaceEvery(std::basic_string<Char>& s, View<Char> from, View<Char> to) {
 }
 
 template <typename Char>
+void replaceEach(std::basic_string<Char>& s, Char from, Char to) {
+    for (Char& c : s) {
+        // Written always, so that the compiler takes many elements at a time.
+        c = c == from ? to : c;
+    }
+}
+
+template <typename Char>
 void removeBlanks(std::basic_string<Char>& s) {
     Char* out = s.data();
     for (const Char c : s) {
@@ -85,11 +93,11 @@ void replaceAll(std::wstring& s, const std::wstring& from, const std::wstring& t
 }
 
 void replaceAll(std::string& s, char fromChar, char toChar) {
-    std::replace(s.begin(), s.end(), fromChar, toChar);
+    replaceEach(s, fromChar, toChar);
 }
 
 void replaceAll(std::wstring& s, wchar_t fromChar, wchar_t toChar) {
-    std::replace(s.begin(), s.end(), fromChar, toChar);
+    replaceEach(s, fromChar, toChar);
 }
 
 void clearBlanks(std::string& s) {
