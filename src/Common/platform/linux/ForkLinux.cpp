@@ -3,7 +3,8 @@
 #include "Fork.h"
 
 // The thread sanitizer stands before the calls that the child makes, and takes locks there that other threads may hold
-// at the fork unless it sees the fork as well.
+// at the fork: some it takes itself around a fork that it sees, the others it needs only for what it learns from a
+// call.
 #if defined(__SANITIZE_THREAD__)
 #define VDI_THREAD_SANITIZER 1
 #elif defined(__has_feature)
@@ -12,11 +13,19 @@
 #endif
 #endif
 
+#ifdef VDI_THREAD_SANITIZER
+extern "C" void AnnotateIgnoreSyncBegin(const char* file, int line);
+#endif
+
 namespace VDIFrameworkCommon::platform {
 
 pid_t forkWithoutHandlers() noexcept {
 #ifdef VDI_THREAD_SANITIZER
-    return ::fork();
+    const pid_t pid = ::fork();
+    if (pid == 0) {
+        AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+    }
+    return pid;
 #else
     return ::_Fork();
 #endif
