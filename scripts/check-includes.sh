@@ -18,7 +18,7 @@ src/tools/agent/                include/                                        
 src/tools/private-shm/          -                                                          ^[a-z]+\.h$|^sys/
 src/tools/vdictl/               include/|src/Common/src/(SharedRecords|CityHash64)\.h$     ^[a-z]+\.h$|^(sys|linux)/|^(CLI|fmt|nlohmann)/
 bench/                          include/|tests/support/|src/tools/vdictl/|src/Common/src/  +
-fuzz/                           src/tools/vdictl/|tests/                                   +
+fuzz/                           src/dpllogger/|src/tools/vdictl/|tests/                    +
 tests/                          +                                                          +
 '
 

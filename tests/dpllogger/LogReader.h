@@ -4,28 +4,14 @@
 
 #include <filesystem>
 #include <iosfwd>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "dpllogger/LineParser.h"
+
 /// Reads back what the logging library wrote.
 namespace logreader {
-
-struct Line {
-    std::string time;
-    long pid;
-    long tid;
-    int level;
-    std::string logger;
-    std::string path;
-    int line;
-    std::string function;
-    std::string message;
-};
-
-/// Splits a line, without its line feed, into the record it was made from; nothing if it is not one.
-std::optional<Line> parse(std::string_view line);
 
 /// The lines of a text. A line that is not a record, or has no end, fails the test.
 std::vector<Line> parseAll(std::string_view text);
