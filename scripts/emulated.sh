@@ -3,11 +3,12 @@
 #
 #   scripts/emulated.sh COMMAND [ARGUMENT…]
 #
+# Their libraries are in QEMU_LD_PREFIX, or else those of the cross compiler.
 # The system is told of the emulator in a user namespace of the command's own; nothing of the machine is changed. Kernels before
 # 6.7 have no such settings of a namespace: there the emulator must be known to the machine (Debian: qemu-user-binfmt).
 set -euo pipefail
 
-export QEMU_LD_PREFIX=/usr/aarch64-linux-gnu
+export QEMU_LD_PREFIX=${QEMU_LD_PREFIX:-/usr/aarch64-linux-gnu}
 settings=/proc/sys/fs/binfmt_misc
 
 if [ "${1:-}" != --inside ]; then

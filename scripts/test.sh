@@ -78,8 +78,10 @@ abi() { scripts/setup.sh abi && scripts/abi.sh; }
 
 # For another processor, in an emulator.
 arm64() {
-    scripts/setup.sh arm64 && build arm64 &&
-        scripts/emulated.sh ctest --preset arm64 -j "$jobs" \
+    local system=$PWD/build/arm64-system
+    scripts/setup.sh arm64 && scripts/arm64-system.sh "$system" && build arm64 &&
+        QEMU_LD_PREFIX=$system GIO_LAUNCH_DESKTOP=$system/usr/lib/aarch64-linux-gnu/glib-2.0/gio-launch-desktop \
+            scripts/emulated.sh ctest --preset arm64 -j "$jobs" \
             -E "^($(grep -v '^#' tests/emulated-skips.txt | grep . | paste -s -d '|'))\$"
 }
 
