@@ -122,6 +122,14 @@ TEST(MessageParser, LeavesEmptyFieldsOut) {
     EXPECT_EQ(MessageParser("a\0b|c"s).parseMsg(), (Fields{"a\0b"s, "c"}));
 }
 
+TEST(MessageParser, TakesEveryOtherCharacterForText) {
+    for (int c = 1; c != 256; ++c) {
+        const std::string field = "a"s + static_cast<char>(c) + "b";
+        const Fields fields = c == '|' ? Fields{"a", "b", "c"} : Fields{field, "c"};
+        EXPECT_EQ(MessageParser(field + "|c").parseMsg(), fields) << c;
+    }
+}
+
 TEST(MessageParser, KeepsACopyOfTheMessage) {
     std::string message = "a|b";
     const MessageParser parser(message);
