@@ -121,6 +121,20 @@ TEST(DirectoryLayout, EmptyHomeIsEmptyAndAskedForAgain) {
     EXPECT_EQ(FileUtils::getUserRoamingDir(), "/later/Library/Application Support") << "kept apart from the local one";
 }
 
+TEST(DirectoryLayout, EveryDirectoryIsBelowItsOwnBase) {
+    // The two bases differ only when the home directory becomes known between their first uses.
+    ASSERT_EQ(setenv("HOME", "", 1), 0);
+    const std::string local = FileUtils::getLocalAppBaseDirectory();
+    ASSERT_EQ(setenv("HOME", "/later", 1), 0);
+    const std::string roaming = FileUtils::getRoamingBaseDirectory();
+    ASSERT_NE(local, roaming);
+    EXPECT_EQ(FileUtils::getHistoryDirectory(), local + "/History");
+    EXPECT_EQ(FileUtils::getTraceDir(), local + "/Logs");
+    EXPECT_EQ(FileUtils::getConfigDirectory(), roaming + "/Config");
+    EXPECT_EQ(FileUtils::getCredentialsDirectory(), roaming + "/Credentials");
+    EXPECT_EQ(FileUtils::getSecurityDirectory(), roaming + "/Security");
+}
+
 TEST(DirectoryLayout, HomeComesFromTheUserDatabaseWhenNotSet) {
     ASSERT_EQ(unsetenv("HOME"), 0);
     const passwd* const entry = getpwuid(getuid());
@@ -139,6 +153,17 @@ TEST(DirectoryLayout, HomeIsEmptyForAUserThatTheDatabaseDoesNotKnow) {
     EXPECT_EQ(FileUtils::getUserDocumentsDir(), "");
     ASSERT_EQ(setresuid(0, 0, 0), 0);
     EXPECT_EQ(FileUtils::getUserDocumentsDir(), getpwuid(0)->pw_dir) << "an empty one is not kept";
+}
+
+TEST(DirectoryLayout, HomeIsThatOfTheRealUser) {
+    constexpr uid_t unknown = 3999999999;
+    ASSERT_EQ(unsetenv("HOME"), 0);
+    if (getuid() != 0 || getpwuid(unknown) != nullptr || seteuid(unknown) != 0) {
+        GTEST_SKIP() << "only the superuser can act as another user";
+    }
+    const std::string home = FileUtils::getUserDocumentsDir();
+    ASSERT_EQ(seteuid(0), 0);
+    EXPECT_EQ(home, getpwuid(0)->pw_dir);
 }
 
 TEST(DirectoryLayout, InstallationDirectoryIsTheVariableUpToItsLastSeparator) {
