@@ -4,10 +4,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
+#include <cerrno>
 #include <csignal>
 #include <string>
 
+#include "multiprocess/SystemCalls.h"
 #include "support/RawObject.h"
 #include "vdictl/ToolProgram.h"
 #include "vdictl/survey/AgentProcess.h"
@@ -53,6 +56,16 @@ TEST(VdictlWatch, TellsTheLifeOfAnAgent) {
     EXPECT_THAT(lineWith(watch, "died"), HasSubstr(who + " died, it is still"));
     watch.signal(SIGTERM);
     EXPECT_EQ(watch.end(), 0);
+}
+
+TEST(VdictlWatch, TellsOfADeathWhereTheSystemHasNoDescriptorsOfProcesses) {
+    AgentProcess agent;
+    ASSERT_TRUE(agent.says(": active"));
+    ASSERT_TRUE(systemcalls::forbid(SYS_pidfd_open, ENOSYS));
+    tool::Program watch({"watch", "--log"});
+    lineWith(watch, "runners");
+    agent.kill();
+    EXPECT_THAT(lineWith(watch, "died"), HasSubstr("it is still"));
 }
 
 TEST(VdictlWatch, BeginsWithHowItIs) {

@@ -1,5 +1,6 @@
 #include "watch/Watcher.h"
 
+#include <VDIFrameworkCommon/ProcessUtils.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/inotify.h>
@@ -94,12 +95,15 @@ void Watcher::watchProcess(std::uint32_t pid) {
         Descriptor fd(static_cast<int>(syscall(SYS_pidfd_open, static_cast<pid_t>(pid), 0)));
         if (fd.isOpen()) {
             processes_.emplace(pid, std::move(fd));
+        } else {
+            withoutDescriptor_.insert(pid);  // one that has just ended, too
         }
     }
 }
 
 void Watcher::watch(const Survey& survey) {
     records_.clear();
+    withoutDescriptor_.clear();
     for (const Object& object : survey.objects) {
         if ((object.isRecordOfAgents() || object.event) && object.file.error == 0) {
             records_.push_back({std::string(sharedFolderPath) + "/" + object.file.name, object.file.bytes});
@@ -120,8 +124,24 @@ bool Watcher::anyRecordChanged() const {
                        [](const Record& record) { return isOtherwise(record.path, record.bytes); });
 }
 
+bool Watcher::anyProcessEnded() const {
+    return std::any_of(withoutDescriptor_.begin(), withoutDescriptor_.end(),
+                       [](std::uint32_t pid) { return !VDIFrameworkCommon::ProcessUtils::isProcessRunning(pid); });
+}
+
+// Its number may be another's by now, whose end is to be told as well.
+void Watcher::forgetEnded(const std::vector<pollfd>& sources) {
+    for (const pollfd& source : sources) {
+        const auto ended = std::find_if(processes_.begin(), processes_.end(),
+                                        [&](const auto& process) { return process.second.get() == source.fd; });
+        if (source.revents != 0 && ended != processes_.end()) {
+            processes_.erase(ended);
+        }
+    }
+}
+
 int Watcher::nextLookMs(int leftMs) const {
-    return records_.empty() ? leftMs : std::min(leftMs, lookEachMs);
+    return records_.empty() && withoutDescriptor_.empty() ? leftMs : std::min(leftMs, lookEachMs);
 }
 
 bool Watcher::isAskedToStop() const {
@@ -151,9 +171,10 @@ Watcher::Reason Watcher::wait(int seconds) {
         }
         if (ready > 0) {
             drain(folder_.get());
+            forgetEnded(sources);
             return Reason::Changed;
         }
-        if (leftMs == 0 || anyRecordChanged()) {
+        if (leftMs == 0 || anyRecordChanged() || anyProcessEnded()) {
             return Reason::Changed;
         }
     }

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <poll.h>
+
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,7 +17,8 @@ namespace vdictl {
 ///
 /// The system tells when an object is made, removed or written through a descriptor, and when a process ends. It does
 /// not tell when a process writes to an object in its memory, which is what agents do: for that the bytes of records
-/// and events are compared, twenty times a second, while there are any. Without records nothing is polled.
+/// and events are compared, twenty times a second, while there are any. Processes that the system gives no descriptor
+/// of are looked at as often. Without any of these nothing is polled.
 class Watcher {
 public:
     enum class Reason { Changed, Stopped };
@@ -39,6 +43,8 @@ private:
 
     void watchProcess(std::uint32_t pid);
     bool anyRecordChanged() const;
+    bool anyProcessEnded() const;
+    void forgetEnded(const std::vector<pollfd>& sources);
     int nextLookMs(int leftMs) const;
     bool isAskedToStop() const;
 
@@ -46,6 +52,7 @@ private:
     Descriptor signals_;
     std::vector<Record> records_;
     std::map<std::uint32_t, Descriptor> processes_;
+    std::set<std::uint32_t> withoutDescriptor_;  ///< processes of which the system gives none
 };
 
 }  // namespace vdictl
