@@ -153,6 +153,11 @@ pid_t NamedLock::holder() const {
     return record.state == MutexRecord::State::Held ? record.owner : 0;
 }
 
+bool NamedLock::mayCountOnItsOwn(pid_t thread) const {
+    struct stat status {};
+    return fstat(descriptor_.get(), &status) == 0 && vdictl::mayCountOnItsOwn(thread, status);
+}
+
 bool NamedLock::takeWithin(std::chrono::milliseconds limit) {
     const std::timespec deadline = wallClockAfter(limit);
     const int error = pthread_mutex_timedlock(mutex_, &deadline);
@@ -164,7 +169,7 @@ bool NamedLock::takeWithin(std::chrono::milliseconds limit) {
     }
     // It is only dead if it still has the lock after it was found dead.
     const pid_t thread = holder();
-    if (thread != 0 && !isThreadAlive(thread) && holder() == thread) {
+    if (thread != 0 && !isThreadAlive(thread) && !mayCountOnItsOwn(thread) && holder() == thread) {
         throw Failure(description_, "", "held by " + describeThread(thread) + ": it would never come free", repair);
     }
     return false;
@@ -176,7 +181,10 @@ bool NamedLock::release() {
 
 std::string NamedLock::describeHolder() const {
     const pid_t thread = holder();
-    return thread == 0 ? "nobody" : describeThread(thread);
+    if (thread == 0) {
+        return "nobody";
+    }
+    return mayCountOnItsOwn(thread) ? describeThreadApart(thread) : describeThread(thread);
 }
 
 }  // namespace vdictl

@@ -39,6 +39,8 @@ private:
     /// The thread that holds it; 0 for none.
     pid_t holder() const;
 
+    bool mayCountOnItsOwn(pid_t thread) const;
+
     SharedObject object_;
     std::string description_;
     Descriptor descriptor_;  // kept open: tools tell by it which processes use the lock

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fstream>
@@ -14,6 +15,9 @@
 #include "Report.h"
 #include "Terminal.h"
 #include "survey/Descriptor.h"
+#include "survey/Mappings.h"
+#include "survey/Namespaces.h"
+#include "survey/Processes.h"
 
 namespace vdictl {
 
@@ -77,6 +81,16 @@ bool isThreadAlive(pid_t thread) {
     }
     const std::string state = lineOf("/proc/" + std::to_string(thread) + "/status", "State:");
     return !state.starts_with('Z') && !state.starts_with('X');
+}
+
+bool mayCountOnItsOwn(pid_t thread, const struct stat& object) {
+    const auto users = readMappings(object.st_dev).usersOf(object.st_ino);
+    const auto process = processOfThread(thread);
+    return (!process || !users.contains(*process)) && std::any_of(users.begin(), users.end(), countsOnItsOwn);
+}
+
+std::string describeThreadApart(pid_t thread) {
+    return "thread " + std::to_string(thread) + " of those that count on their own";
 }
 
 std::string describeThread(pid_t thread) {

@@ -33,6 +33,13 @@ std::optional<ObjectContent> lookAt(const SharedObject& object, std::size_t limi
 /// Who a thread is: "process 123 (vdi-agent)", "thread 124 of process 123 (vdi-agent)", "thread 124, which is dead".
 std::string describeThread(pid_t thread);
 
+/// Whether a thread's id in an object may be that of one which counts on its own: a process that does so has the object
+/// in its memory, and the process that has the number here does not.
+bool mayCountOnItsOwn(pid_t thread, const struct stat& object);
+
+/// Who such a thread is.
+std::string describeThreadApart(pid_t thread);
+
 /// Whether there is a thread of this id in any process.
 bool isThreadAlive(pid_t thread);
 

@@ -173,8 +173,8 @@ TEST(VdictlStatus, GoldenJsonOfRawBytes) {
     for (const char* const changing : {"modified", "ageSeconds"}) {
         status["products"][0]["objects"][0].erase(changing);
     }
-    const json agent = {
-        {"pid", pid}, {"alive", false}, {"reused", nullptr}, {"started", nullptr}, {"program", nullptr}};
+    const json agent = {{"pid", pid},        {"pidHere", nullptr}, {"alive", false},
+                        {"reused", nullptr}, {"started", nullptr}, {"program", nullptr}};
     EXPECT_EQ(status, json({{"products",
                              {{{"product", "OrvexHuddles"},
                                {"user", geteuid()},
@@ -290,7 +290,7 @@ TEST(VdictlStatus, EachKindOfObjectHasItsMembers) {
     EXPECT_EQ(membersOf(status["folder"]), (std::set<std::string>{"path", "bytes", "freeBytes", "files", "freeFiles"}));
     const json huddles = productOf(status, "OrvexHuddles");
     EXPECT_EQ(membersOf(huddles["runners"].at(0)),
-              (std::set<std::string>{"slot", "pid", "alive", "reused", "started", "program"}));
+              (std::set<std::string>{"slot", "pid", "pidHere", "alive", "reused", "started", "program"}));
 }
 
 // A process that has the number of a recorded one and no part in the record.

@@ -94,12 +94,8 @@ RepairResult remove(const Stale& stale) {
 
 Stale staleEntry(const Survey& survey, const Object& object, const ProcessFacts& process) {
     const Object* const guard = survey.guardOf(object);
-    Stale stale{object, process.pid, process.started, survey.space.device, 0, survey.usersOf(object)};
-    if (guard != nullptr) {
-        stale.guard = guard->file.inode;
-        stale.users.merge(survey.usersOf(*guard));
-    }
-    return stale;
+    const ino_t guardInode = guard != nullptr ? guard->file.inode : 0;
+    return {object, process.pid, process.started, survey.space.device, guardInode, survey.usersOfRecord(object)};
 }
 
 Finding deadAgent(const Object& object, const std::string& role, std::uint32_t pid) {
@@ -125,12 +121,42 @@ Finding doubtfulPid(const Object& object, const std::string& role, const Process
                         "look whether this program is an agent; if it is not, restart the agents when it has ended");
 }
 
+// Why it is not known whether a process that does not run here runs elsewhere; empty when it cannot.
+std::string whyUnknown(const Survey& survey, const Object& object) {
+    const auto users = survey.usersOfRecord(object);
+    for (const pid_t user : users) {
+        if (survey.apart.contains(user)) {
+            return fmt::format("process {} uses the record and counts processes on its own",
+                               processText(survey.process(static_cast<std::uint32_t>(user))));
+        }
+    }
+    return mayBeUsedUnseen(users, object)
+               ? "processes outside of this container or sandbox, which cannot be seen, may use the record"
+               : "";
+}
+
+Finding unseenAgent(const Object& object, const std::string& role, std::uint32_t pid, const std::string& why) {
+    return findingAbout(
+        object, "doubtful-pid",
+        fmt::format("process {}, recorded as {}, is not seen from here; whether it runs is not known: {}", pid, role,
+                    why),
+        "run this program where agents have the numbers that they record");
+}
+
 void findAgent(const Survey& survey, const Object& object, std::size_t slot, std::vector<Finding>& findings) {
     const ProcessFacts& process = survey.process(object.slots[slot]);
+    Reuse reuse = survey.reuseOf(object, process.pid);
     const bool isList = object.purpose == Purpose::RunnerList;
     const std::string role = isList ? "a runner" : "the active agent";
     Finding finding;
-    switch (survey.reuseOf(object, process.pid)) {
+    if (!process.isAlive && reuse != Reuse::No) {
+        if (const std::string why = whyUnknown(survey, object); !why.empty()) {
+            findings.push_back(unseenAgent(object, role, process.pid, why));
+            return;
+        }
+        reuse = Reuse::None;
+    }
+    switch (reuse) {
         case Reuse::No:
             return;
         case Reuse::Unknown:

@@ -33,6 +33,10 @@ std::vector<int> waiterObjectsOf(const std::string& eventObject) {
     return numbers;
 }
 
+bool mayBeHeldApart(const MutexRecord& mutex, const struct stat& object) {
+    return mutex.state == MutexRecord::State::Held && mayCountOnItsOwn(mutex.owner, object);
+}
+
 nlohmann::ordered_json lockFacts(const MutexRecord& mutex) {
     switch (mutex.state) {
         case MutexRecord::State::Free:
@@ -62,20 +66,27 @@ nlohmann::ordered_json factsOf(const EventName& name, const ObjectContent& conte
         facts["waiters"] = event->waiters;
         facts["waiterObjects"] = waiterObjectsOf(event->name);
         facts["lock"] = lockFacts(event->mutex);
+        if (mayBeHeldApart(event->mutex, content.status)) {
+            facts["lock"]["alive"] = nullptr;
+        }
         facts["storedName"] = printable(event->name);
     }
     return facts;
 }
 
-std::string describeLock(const MutexRecord& mutex) {
+std::string describeLock(const MutexRecord& mutex, const struct stat& object) {
+    if (mayBeHeldApart(mutex, object)) {
+        return "held by " + describeThreadApart(mutex.owner);
+    }
     if (mutex.state == MutexRecord::State::Held) {
         return "held by " + describeThread(mutex.owner);
     }
     return lockFacts(mutex)["state"];
 }
 
-Style styleOf(const MutexRecord& mutex) {
-    const bool isDead = mutex.state == MutexRecord::State::Held && !isThreadAlive(mutex.owner);
+Style styleOf(const MutexRecord& mutex, const struct stat& object) {
+    const bool isDead = mutex.state == MutexRecord::State::Held && !isThreadAlive(mutex.owner) &&
+                        !mayCountOnItsOwn(mutex.owner, object);
     return isDead || mutex.state == MutexRecord::State::Damaged ? Style::Bad : Style::Plain;
 }
 
@@ -90,7 +101,7 @@ void print(const EventName& name, const ObjectContent& content, const Terminal& 
         table.add({"signaled", event->isSignaled ? Table::Cell("yes", Style::Good) : Table::Cell("no")});
         table.add({"waiters", std::to_string(event->waiters)});
         table.add({"waiter objects", fmt::format("{}", fmt::join(waiterObjectsOf(event->name), " "))});
-        table.add({"lock", {describeLock(event->mutex), styleOf(event->mutex)}});
+        table.add({"lock", {describeLock(event->mutex, content.status), styleOf(event->mutex, content.status)}});
         table.add({"stored name", printable(event->name)});
         if (!event->isSound) {
             table.add({"finding", {"not every byte is such as the library writes", Style::Bad}});

@@ -14,7 +14,7 @@ void addAgents(const Survey& survey, const Object& object, Group& group) {
         if (pid == 0) {
             continue;
         }
-        const Agent agent{&object, slot, &survey.process(pid), survey.reuseOf(object, pid)};
+        const Agent agent{&object, slot, pid, &survey.agent(object, pid), survey.reuseOf(object, pid)};
         if (object.purpose == Purpose::RunnerList) {
             group.runners.push_back(agent);
         } else if (!group.active) {

@@ -13,8 +13,12 @@ namespace vdictl {
 struct Agent {
     const Object* storage = nullptr;
     std::size_t slot = 0;
+    std::uint32_t pid = 0;  ///< as recorded; the process may have another number here
     const ProcessFacts* process = nullptr;
     Reuse reuse = Reuse::None;
+
+    /// It may be one of those who count on their own, and live.
+    bool isUnknown() const { return !process->isAlive && reuse == Reuse::Unknown; }
 };
 
 /// What one user's agents of one product share.

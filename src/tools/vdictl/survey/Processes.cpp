@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <charconv>
+#include <csignal>
 #include <cstdint>
 #include <limits>
 #include <sstream>
@@ -65,7 +67,10 @@ void readProgram(ProcessFacts& facts) {
     }
 }
 
-std::string fieldOf(const std::string& status, const std::string& name) {
+}  // namespace
+
+std::string statusField(pid_t pid, const std::string& name) {
+    const std::string status = readProcFile(pid, "status");
     const std::size_t start = status.find('\n' + name + ':');
     if (start == std::string::npos) {
         return {};
@@ -74,7 +79,11 @@ std::string fieldOf(const std::string& status, const std::string& name) {
     return status.substr(from, status.find('\n', from) - from);
 }
 
-}  // namespace
+bool isLater(const std::timespec& a, const std::timespec& b) {
+    constexpr double margin = 0.1;
+    const double seconds = static_cast<double>(a.tv_sec - b.tv_sec) + static_cast<double>(a.tv_nsec - b.tv_nsec) / 1e9;
+    return seconds > margin;
+}
 
 ProcessFacts factsAbout(std::uint32_t pid) {
     ProcessFacts facts;
@@ -90,7 +99,7 @@ ProcessFacts factsAbout(std::uint32_t pid) {
 
 std::set<uid_t> usersOf(pid_t pid) {
     std::set<uid_t> users;
-    std::istringstream ids(fieldOf(readProcFile(pid, "status"), "Uid"));
+    std::istringstream ids(statusField(pid, "Uid"));
     for (uid_t user = 0; ids >> user;) {
         users.insert(user);
     }
@@ -98,9 +107,13 @@ std::set<uid_t> usersOf(pid_t pid) {
 }
 
 std::optional<pid_t> processOfThread(pid_t thread) {
-    std::istringstream group(fieldOf(readProcFile(thread, "status"), "Tgid"));
+    std::istringstream group(statusField(thread, "Tgid"));
     pid_t pid = 0;
-    return group >> pid ? std::optional(pid) : std::nullopt;
+    if (group >> pid) {
+        return pid;
+    }
+    // Systems may hide processes of others.
+    return thread > 0 && (kill(thread, 0) == 0 || errno == EPERM) ? std::optional(thread) : std::nullopt;
 }
 
 std::string shortName(const std::string& program) {

@@ -39,11 +39,18 @@ void addProcesses(Survey& survey) {
     }
 }
 
-bool isLater(const std::timespec& a, const std::timespec& b) {
-    // Both clocks step, by some milliseconds.
-    constexpr double margin = 0.1;
-    const double seconds = static_cast<double>(a.tv_sec - b.tv_sec) + static_cast<double>(a.tv_nsec - b.tv_nsec) / 1e9;
-    return seconds > margin;
+std::map<pid_t, pid_t> processesApart(const Mappings& mappings) {
+    std::set<pid_t> users;
+    for (const Mapping& mapping : mappings.all) {
+        users.insert(mapping.pid);
+    }
+    std::map<pid_t, pid_t> apart;
+    for (const pid_t pid : users) {
+        if (countsOnItsOwn(pid)) {
+            apart.emplace(pid, ownNumberOf(pid).value_or(0));
+        }
+    }
+    return apart;
 }
 
 }  // namespace
@@ -68,18 +75,46 @@ const Object* Survey::guardOf(const Object& storage) const {
     return find(fileNameOf(guardNameOf(storage.logicalName, *storage.user, *storage.product)));
 }
 
+std::set<pid_t> Survey::usersOfRecord(const Object& storage) const {
+    std::set<pid_t> users = usersOf(storage);
+    if (const Object* const guard = guardOf(storage)) {
+        users.merge(usersOf(*guard));
+    }
+    return users;
+}
+
+bool Survey::anyApart(const std::set<pid_t>& users) const {
+    return std::any_of(users.begin(), users.end(), [this](pid_t pid) { return apart.contains(pid); });
+}
+
+const ProcessFacts& Survey::agent(const Object& storage, std::uint32_t pid) const {
+    const auto users = usersOfRecord(storage);
+    if (!users.contains(static_cast<pid_t>(pid))) {
+        for (const pid_t user : users) {
+            const auto found = apart.find(user);
+            if (found != apart.end() && static_cast<std::uint32_t>(found->second) == pid) {
+                return process(static_cast<std::uint32_t>(user));
+            }
+        }
+    }
+    return process(pid);
+}
+
 // Whoever opens a record makes its guard anew, which the system notes as a change of the guard, and keeps the guard in
 // its memory. Writing the record itself leaves no trace in its times.
 Reuse Survey::reuseOf(const Object& storage, std::uint32_t pid) const {
-    const ProcessFacts& facts = process(pid);
-    if (!facts.isAlive) {
-        return Reuse::None;
-    }
-    const Object* const guard = guardOf(storage);
-    const auto isUserOf = [&](const Object& object) { return usersOf(object).contains(static_cast<pid_t>(pid)); };
-    if (isUserOf(storage) || (guard != nullptr && isUserOf(*guard))) {
+    const ProcessFacts& facts = agent(storage, pid);
+    const auto users = usersOfRecord(storage);
+    if (facts.isAlive && users.contains(static_cast<pid_t>(facts.pid))) {
         return Reuse::No;
     }
+    if (anyApart(users)) {
+        return Reuse::Unknown;  // the number may be one of theirs
+    }
+    if (!facts.isAlive) {
+        return seesAllUsers ? Reuse::None : Reuse::Unknown;
+    }
+    const Object* const guard = guardOf(storage);
     const bool startedLater = guard != nullptr && facts.started && isLater(*facts.started, guard->file.modified);
     return startedLater && mappings.isReadable(static_cast<pid_t>(pid)) ? Reuse::Yes : Reuse::Unknown;
 }
@@ -96,11 +131,12 @@ std::optional<LockOwner> Survey::lockOwner(const Object& object) const {
     if (owner.process && users.contains(*owner.process)) {
         return owner;
     }
-    if (std::any_of(users.begin(), users.end(), countsOnItsOwn)) {
-        owner.process = std::nullopt;  // the number may be theirs
+    if (anyApart(users) || (!users.empty() && !seesAllUsers)) {
+        owner.process = std::nullopt;  // the number may be theirs, or that of one who cannot be seen
         return owner;
     }
-    owner.isDead = !owner.process || mappings.isReadable(*owner.process);
+    const bool isHidden = owner.process && vdictl::usersOf(*owner.process).empty();
+    owner.isDead = !owner.process || (mappings.isReadable(*owner.process) && !isHidden);
     return owner;
 }
 
@@ -125,6 +161,8 @@ Survey takeSurvey(Look look, const Owner& owner) {
     survey.objects = identify(std::move(files), users);
     if (look == Look::WithMappings) {
         survey.mappings = readMappings(survey.space.device);
+        survey.apart = processesApart(survey.mappings);
+        survey.seesAllUsers = seesAllUsersOfFolder();
     }
     addProcesses(survey);
     return survey;

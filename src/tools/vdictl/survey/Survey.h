@@ -27,7 +27,7 @@ struct LockOwner {
 enum class Reuse {
     No,       ///< the process uses the record
     Yes,      ///< proved: the process started after any process opened the record for the last time
-    Unknown,  ///< neither can be shown
+    Unknown,  ///< neither can be shown; also of an id that may be that of a process which counts on its own
     None      ///< there is no process
 };
 
@@ -38,6 +38,8 @@ struct Survey {
     std::vector<Object> objects;
     Mappings mappings;
     std::map<std::uint32_t, ProcessFacts> processes;  ///< every id that a record or a lock names
+    std::map<pid_t, pid_t> apart;                     ///< processes that count on their own, and their numbers there
+    bool seesAllUsers = true;                         ///< no process that cannot be seen uses the objects
 
     const ProcessFacts& process(std::uint32_t pid) const;
 
@@ -46,6 +48,10 @@ struct Survey {
 
     /// The guard of a storage; null when there is none.
     const Object* guardOf(const Object& storage) const;
+
+    /// The process that an id in a record means: one of those that use the record and give themselves this number, else
+    /// the one that has it here.
+    const ProcessFacts& agent(const Object& storage, std::uint32_t pid) const;
 
     Reuse reuseOf(const Object& storage, std::uint32_t pid) const;
 
@@ -58,6 +64,12 @@ struct Survey {
 
     /// The processes that map the object.
     std::set<pid_t> usersOf(const Object& object) const { return mappings.usersOf(object.file.inode); }
+
+    /// The processes that map a storage or its guard.
+    std::set<pid_t> usersOfRecord(const Object& storage) const;
+
+    /// Whether one of the processes counts on its own.
+    bool anyApart(const std::set<pid_t>& users) const;
 };
 
 enum class Look { WithMappings, WithoutMappings };

@@ -13,8 +13,9 @@ using Json = nlohmann::ordered_json;
 Json agentJson(const Agent& agent) {
     const ProcessFacts& process = *agent.process;
     Json json;
-    json["pid"] = process.pid;
-    json["alive"] = process.isAlive;
+    json["pid"] = agent.pid;
+    json["pidHere"] = process.isAlive ? Json(process.pid) : Json();
+    json["alive"] = agent.isUnknown() ? Json() : Json(process.isAlive);
     json["reused"] = textOrNull(std::string(nameOf(agent.reuse)));
     json["started"] = process.started ? Json(utcTime(*process.started)) : Json();
     json["program"] = textOrNull(printable(process.program));

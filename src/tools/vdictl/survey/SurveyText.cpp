@@ -11,15 +11,23 @@ namespace vdictl {
 namespace {
 
 Table::Cell stateCell(const Agent& agent) {
+    if (agent.isUnknown()) {
+        return {"unknown", Style::Warning};
+    }
     if (!agent.process->isAlive) {
         return {"dead", Style::Bad};
     }
     return agent.reuse == Reuse::Yes ? Table::Cell("another's", Style::Bad) : Table::Cell("running", Style::Good);
 }
 
+std::string numberText(const Agent& agent) {
+    const bool isOtherHere = agent.process->isAlive && agent.process->pid != agent.pid;
+    return isOtherHere ? fmt::format("{}, {} here", agent.pid, agent.process->pid) : std::to_string(agent.pid);
+}
+
 void addAgent(Table& table, const std::string& role, const Agent& agent) {
     const ProcessFacts& process = *agent.process;
-    table.add({role, std::to_string(process.pid), stateCell(agent), std::string(nameOf(agent.reuse)),
+    table.add({role, numberText(agent), stateCell(agent), std::string(nameOf(agent.reuse)),
                process.started ? localTime(*process.started) : "", printable(shortName(process.program))});
 }
 
