@@ -61,18 +61,31 @@ pid_t startAgent() {
     return pid;
 }
 
+/// How repairs and an agent that starts met.
+struct Race {
+    int status = 0;               ///< the agent's
+    bool isFirst = false;         ///< the agent had registered before any repair
+    bool isBetween = false;       ///< it registered in the middle of repairs
+    bool hasBroughtBack = false;  ///< it wrote an older list back, with what was taken out
+};
+
 // Takes dead entries out, as a repair does once it knows what is dead, and puts them in again until the agent has
-// registered. How the agent is then.
-int repairWhileStarting(pid_t agent) {
+// registered.
+Race repairWhileStarting(pid_t agent) {
     const List list(listName);
-    int status = 0;
-    while (waitpid(agent, &status, WUNTRACED | WNOHANG) == 0) {
+    const auto isRegistered = [&] { return isListed(*list, static_cast<std::uint32_t>(agent)); };
+    Race race;
+    race.isFirst = isRegistered();
+    while (waitpid(agent, &race.status, WUNTRACED | WNOHANG) == 0) {
+        const bool wasRegistered = isRegistered();
         for (const std::uint32_t pid : dead) {
             removeRunner(*list, pid);
+            race.hasBroughtBack |= isListed(*list, pid);
             addRunner(*list, pid);
         }
+        race.isBetween |= !wasRegistered && isRegistered();
     }
-    return status;
+    return race;
 }
 
 void listDead() {
@@ -85,11 +98,17 @@ void listDead() {
 TEST(VdictlDoctorRace, AnAgentThatRegistersDuringARepairStaysRegistered) {
     const std::uint32_t none = 0;
     raw::write(listName, 0, &none, sizeof none, 512);
+    int first = 0;
+    int between = 0;
+    int broughtBack = 0;
     for (int round = 0; round < rounds; ++round) {
         listDead();
         const pid_t agent = startAgent();
-        const int status = repairWhileStarting(agent);
-        ASSERT_TRUE(WIFSTOPPED(status)) << status;
+        const Race race = repairWhileStarting(agent);
+        first += race.isFirst ? 1 : 0;
+        between += race.isBetween ? 1 : 0;
+        broughtBack += race.hasBroughtBack ? 1 : 0;
+        ASSERT_TRUE(WIFSTOPPED(race.status)) << race.status;
         repairAll();
         ASSERT_THAT(listed(), testing::ElementsAre(static_cast<std::uint32_t>(agent))) << "round " << round;
         kill(agent, SIGKILL);
@@ -97,6 +116,10 @@ TEST(VdictlDoctorRace, AnAgentThatRegistersDuringARepairStaysRegistered) {
         repairAll();
         ASSERT_THAT(listed(), testing::IsEmpty()) << "round " << round;
     }
+    RecordProperty("AgentFirst", first);
+    RecordProperty("InTheMiddle", between);
+    RecordProperty("OlderListBack", broughtBack);
+    EXPECT_GT(between, 0) << "it was no race";
 }
 
 // Each agent is killed in the middle of what it does, and repaired after while the next one starts.
