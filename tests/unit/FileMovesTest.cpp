@@ -177,6 +177,27 @@ TEST_F(CopyFile, OntoItselfLeavesTheFileWhole) {
     EXPECT_FALSE(FileUtils::copyFile(top.path(), top.path(), false));
 }
 
+TEST_F(CopyFile, FilesOfTwoDisksMayHaveTheSameNumber) {
+    ASSERT_EQ(mkdir((top / "one").c_str(), 0755), 0);
+    ASSERT_EQ(mkdir((top / "other").c_str(), 0755), 0);
+    const SmallDisk one(top / "one");
+    const SmallDisk other(top / "other");
+    if (!one.isMounted() || !other.isMounted()) {
+        GTEST_SKIP() << "only the superuser can mount a disk";
+    }
+    filesystem::write(one / "from", "text");
+    filesystem::write(other / "to", "");
+    struct stat from {};
+    struct stat to {};
+    ASSERT_EQ(stat((one / "from").c_str(), &from), 0);
+    ASSERT_EQ(stat((other / "to").c_str(), &to), 0);
+    if (from.st_ino != to.st_ino) {
+        GTEST_SKIP() << "the disks do not count their files alike";
+    }
+    EXPECT_TRUE(FileUtils::copyFile(one / "from", other / "to", false));
+    EXPECT_EQ(filesystem::read(other / "to"), "text");
+}
+
 TEST_F(CopyFile, WritingFailuresDoNotChangeTheResult) {
     filesystem::write(top / "from", std::string(100000, 'x'));
     EXPECT_TRUE(FileUtils::copyFile(top / "from", "/dev/full", false));
