@@ -122,13 +122,21 @@ std::string denied(const std::string& name) {
     return "Failure on shm_open for event, event name = " + name + " error code:" + std::to_string(EACCES);
 }
 
-TEST(MacosxEventPermission, CreateIsDenied) {
+class MacosxEventPermission : public testing::Test {
+    void SetUp() override {
+        if (!users::canBeRefused()) {
+            GTEST_SKIP() << users::noRefusal;
+        }
+    }
+};
+
+TEST_F(MacosxEventPermission, CreateIsDenied) {
     makeUnreachable("A_event");
     EXPECT_EQ(CreateEventA(nullptr, false, false, "A"), nullptr);
     EXPECT_THAT(takeRecords(), ElementsAre(record(DPL_ERROR, "CreateEventA", denied("A_event"))));
 }
 
-TEST(MacosxEventPermission, WaitIsDenied) {
+TEST_F(MacosxEventPermission, WaitIsDenied) {
     makeUnreachable("A_event0");
     t_HANDLE* const event = CreateEventA(nullptr, false, true, "A");
     EXPECT_EQ(WaitForSingleObject(event, 0), 96);
@@ -138,7 +146,7 @@ TEST(MacosxEventPermission, WaitIsDenied) {
     EXPECT_TRUE(raw::systemNames().count(raw::systemName("A_event0"))) << "what it could not open it does not remove";
 }
 
-TEST(MacosxEventPermission, SetSkipsTheWaiterThatItIsDeniedAndWakesTheNext) {
+TEST_F(MacosxEventPermission, SetSkipsTheWaiterThatItIsDeniedAndWakesTheNext) {
     makeUnreachable("A_event0");
     t_HANDLE* const event = CreateEventA(nullptr, false, false, "A");
     event->waiterCount = 1;

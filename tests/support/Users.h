@@ -28,4 +28,12 @@ inline bool become(uid_t user) {
     return setresgid(user, user, user) == 0 && setresuid(user, user, user) == 0;
 }
 
+/// Tells whether this process can be refused what the superuser may do: it is another user, or may become one.
+inline bool canBeRefused() {
+    return geteuid() != 0 || canChange();
+}
+
+/// Why a test of a refusal is skipped otherwise.
+inline constexpr const char* noRefusal = "the superuser is refused nothing, and there is no other user";
+
 }  // namespace users

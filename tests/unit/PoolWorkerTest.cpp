@@ -169,12 +169,6 @@ TEST(PoolWorker, RunsWhatItIsGivenOnADetachedThread) {
     EXPECT_EQ(probe.blocker.ended(), 2);
 }
 
-constexpr const char* noRefusal = "the superuser is refused nothing, and there is no other user";
-
-bool canRefuseThreads() {
-    return geteuid() != 0 || users::canChange();
-}
-
 // From here on the system refuses this process every new thread. The superuser cannot be refused, so it steps down.
 void refuseThreads() {
     if (geteuid() == 0 && setresuid(users::nobody, users::nobody, users::nobody) != 0) {
@@ -212,8 +206,8 @@ CHILD_MAIN(countsThreadsThatAreNone) {
 const multiprocess::Variables withoutLeakCheck{{"ASAN_OPTIONS", "detect_leaks=0"}};
 
 TEST(ThreadPool, CountsAThreadThatCouldNotBeCreated) {
-    if (!canRefuseThreads()) {
-        GTEST_SKIP() << noRefusal;
+    if (!users::canBeRefused()) {
+        GTEST_SKIP() << users::noRefusal;
     }
     Child child("countsThreadsThatAreNone", {}, withoutLeakCheck);
     child.waitFor("refused");
@@ -248,8 +242,8 @@ CHILD_MAIN(decidesWhoStays) {
 }
 
 TEST(PoolWorker, StayAliveRetiresTimedOutThreadsAboveTheMinimumAndAllAfterShutdown) {
-    if (!canRefuseThreads()) {
-        GTEST_SKIP() << noRefusal;
+    if (!users::canBeRefused()) {
+        GTEST_SKIP() << users::noRefusal;
     }
     Child child("decidesWhoStays", {}, withoutLeakCheck);
     child.waitFor("EAGAIN");
