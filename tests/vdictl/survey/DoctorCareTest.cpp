@@ -135,8 +135,8 @@ TEST(VdictlDoctorCare, AWaiterThatTheDoctorCannotSeeIsLeft) {
     std::ifstream file("/dev/shm/result");
     const json result = tool::parsed({std::istreambuf_iterator<char>(file), {}});
     ASSERT_THAT(findings(result, "waiter-count"), SizeIs(1));
-    EXPECT_EQ(findings(result, "waiter-count")[0]["outcome"], "refused");
-    EXPECT_EQ(findings(result, "leftover-waiter")[0]["outcome"], "refused");
+    EXPECT_EQ(findings(result, "waiter-count").at(0)["outcome"], "refused");
+    EXPECT_EQ(findings(result, "leftover-waiter").at(0)["outcome"], "refused");
     EXPECT_EQ(event->waiterCount, 1);
     SetEvent(event);
     living.waitFor("got it");
@@ -147,10 +147,10 @@ TEST(VdictlDoctorCare, AWaiterWhoseObjectSomebodyHasOpenIsCounted) {
     event->waiterCount = 1;
     raw::write(doorName + "_event0", 0, "", 0, 48);
     const int fd = shm_open(raw::systemName(doorName + "_event0").c_str(), O_RDWR, 0);
-    EXPECT_EQ(findings(fix(1), "waiter-count")[0]["outcome"], "refused");
+    EXPECT_EQ(findings(fix(1), "waiter-count").at(0)["outcome"], "refused");
     EXPECT_EQ(event->waiterCount, 1);
     close(fd);
-    EXPECT_EQ(findings(fix(), "waiter-count")[0]["outcome"], "repaired");
+    EXPECT_EQ(findings(fix(), "waiter-count").at(0)["outcome"], "repaired");
     EXPECT_EQ(event->waiterCount, 0);
 }
 
@@ -163,7 +163,7 @@ TEST(VdictlDoctorCare, ALockOfAProcessThatDiedWhileItTookItIsFreedWhenNobodyUses
     EXPECT_THAT(used[0]["advice"].get<std::string>(), HasSubstr("restart"));
     EXPECT_NE(lockWord(mutexName), 0);
     agent.kill();
-    EXPECT_EQ(findings(fix(), "ownerless-lock")[0]["outcome"], "repaired");
+    EXPECT_EQ(findings(fix(), "ownerless-lock").at(0)["outcome"], "repaired");
     EXPECT_EQ(lockWord(mutexName), 0);
 }
 
@@ -173,7 +173,7 @@ TEST(VdictlDoctorCare, ALockWithoutOwnerInAnOpenObjectIsLeft) {
         agent.waitFor("takes");
     }
     const int fd = shm_open(raw::systemName(mutexName).c_str(), O_RDWR, 0);
-    EXPECT_EQ(findings(fix(1), "ownerless-lock")[0]["outcome"], "refused");
+    EXPECT_EQ(findings(fix(1), "ownerless-lock").at(0)["outcome"], "refused");
     EXPECT_NE(lockWord(mutexName), 0);
     close(fd);
 }

@@ -120,8 +120,8 @@ TEST(VdictlDoctor, ADeadActiveAgentIsForgotten) {
     agent.kill();
     ASSERT_THAT(findings(look(1), "dead-active-agent"), SizeIs(1));
     const json fixed = fix();
-    EXPECT_EQ(findings(fixed, "dead-active-agent")[0]["outcome"], "repaired");
-    EXPECT_EQ(findings(fixed, "dead-runner")[0]["outcome"], "repaired");
+    EXPECT_EQ(findings(fixed, "dead-active-agent").at(0)["outcome"], "repaired");
+    EXPECT_EQ(findings(fixed, "dead-runner").at(0)["outcome"], "repaired");
     EXPECT_EQ(fixed["healthy"], true);
     EXPECT_EQ(raw::read(activeName), std::vector<unsigned char>(512));
     EXPECT_THAT(listed(), IsEmpty());
@@ -208,7 +208,7 @@ TEST(VdictlDoctor, ALockOfADeadOwnerIsFreedForThoseThatWait) {
     EXPECT_THAT(findings(look(0), "dead-lock-owner"), IsEmpty()) << "its owner lives";
     holder.kill();
     ASSERT_THAT(findings(look(1), "dead-lock-owner"), SizeIs(1));
-    EXPECT_EQ(findings(fix(), "dead-lock-owner")[0]["outcome"], "repaired");
+    EXPECT_EQ(findings(fix(), "dead-lock-owner").at(0)["outcome"], "repaired");
     waiter.waitFor("has it");
     EXPECT_EQ(waiter.join(), 0);
 }
@@ -236,7 +236,7 @@ TEST(VdictlDoctor, AKilledWaiterIsForgottenAndItsObjectRemoved) {
     const json found = look(1);
     ASSERT_THAT(findings(found, "waiter-count"), SizeIs(1));
     ASSERT_THAT(findings(found, "leftover-waiter"), SizeIs(1));
-    EXPECT_EQ(findings(found, "leftover-waiter")[0]["logicalName"], doorName + "_event1");
+    EXPECT_EQ(findings(found, "leftover-waiter").at(0)["logicalName"], doorName + "_event1");
     EXPECT_EQ(fix()["healthy"], true);
     EXPECT_EQ(event->waiterCount, 1);
     EXPECT_FALSE(raw::exists(doorName + "_event1"));
@@ -256,8 +256,8 @@ TEST(VdictlDoctor, ALivingWaiterWithAHigherNumberIsNotLost) {
     dead.kill();
     const json result = fix(1);
     ASSERT_THAT(findings(result, "waiter-count"), SizeIs(1));
-    EXPECT_EQ(findings(result, "waiter-count")[0]["repair"], nullptr);
-    EXPECT_EQ(findings(result, "leftover-waiter")[0]["outcome"], "repaired");
+    EXPECT_EQ(findings(result, "waiter-count").at(0)["repair"], nullptr);
+    EXPECT_EQ(findings(result, "leftover-waiter").at(0)["outcome"], "repaired");
     EXPECT_EQ(event->waiterCount, 2);
     SetEvent(event);
     living.waitFor("got it");
@@ -267,7 +267,7 @@ TEST(VdictlDoctor, AWaiterOfNoKnownEventIsRemovedOnlyWhenNobodyHasIt) {
     raw::write("gone_event0", 0, "", 0, 48);
     {
         const int fd = shm_open(raw::systemName("gone_event0").c_str(), O_RDWR, 0);
-        EXPECT_EQ(findings(fix(1), "leftover-waiter")[0]["outcome"], "refused");
+        EXPECT_EQ(findings(fix(1), "leftover-waiter").at(0)["outcome"], "refused");
         close(fd);
     }
     EXPECT_EQ(fix()["healthy"], true);
@@ -288,7 +288,7 @@ TEST(VdictlDoctor, AWrongSizeOfAnObjectInUseIsLeft) {
     AgentProcess agent;
     ASSERT_TRUE(agent.says(": active"));
     ASSERT_EQ(truncate(("/dev/shm" + raw::systemName(listName)).c_str(), 600), 0);
-    EXPECT_EQ(findings(fix(1), "wrong-size")[0]["outcome"], "refused");
+    EXPECT_EQ(findings(fix(1), "wrong-size").at(0)["outcome"], "refused");
     EXPECT_EQ(raw::status(listName).st_size, 600);
     EXPECT_TRUE(agent.isWell());
 }
@@ -297,7 +297,7 @@ TEST(VdictlDoctor, AWrongModeIsSetRightUnderLivingAgents) {
     AgentProcess agent;
     ASSERT_TRUE(agent.says(": active"));
     ASSERT_EQ(chmod(("/dev/shm" + raw::systemName(listName)).c_str(), 0666), 0);
-    EXPECT_EQ(findings(fix(), "wrong-mode")[0]["outcome"], "repaired");
+    EXPECT_EQ(findings(fix(), "wrong-mode").at(0)["outcome"], "repaired");
     EXPECT_EQ(raw::status(listName).st_mode & 0777U, 0600U);
     EXPECT_TRUE(agent.isWell());
 }
