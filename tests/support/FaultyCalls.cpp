@@ -1,6 +1,7 @@
 #include "support/FaultyCalls.h"
 
 #include <dlfcn.h>
+#include <sys/sendfile.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@ namespace faulty {
 
 Fault pread;
 Fault write;
+Fault sendfile;
 Fault close;
 
 }  // namespace faulty
@@ -49,6 +51,19 @@ ssize_t write(int descriptor, const void* data, size_t size) {
     }
     return faulty::write.result > 0 ? next(descriptor, data, std::min(size, static_cast<size_t>(faulty::write.result)))
                                     : resultOf(faulty::write);
+}
+
+ssize_t sendfile(int to, int from, off_t* offset, size_t size) {
+    static const auto next = reinterpret_cast<decltype(&::sendfile)>(dlsym(RTLD_NEXT, "sendfile"));
+    if (!isDue(faulty::sendfile)) {
+        return next(to, from, offset, size);
+    }
+    if (faulty::sendfile.result <= 0) {
+        return resultOf(faulty::sendfile);
+    }
+    const auto most = static_cast<size_t>(faulty::sendfile.result);
+    faulty::sendfile = {1, 0};
+    return next(to, from, offset, std::min(size, most));
 }
 
 int close(int descriptor) {

@@ -13,7 +13,8 @@ struct Fault {
 };
 
 extern Fault pread;
-extern Fault write;  ///< with a result above 0 so many bytes at most are written
-extern Fault close;  ///< the file is closed all the same
+extern Fault write;     ///< with a result above 0 so many bytes at most are written
+extern Fault sendfile;  ///< with a result above 0 so many bytes at most are sent, and then none
+extern Fault close;     ///< the file is closed all the same
 
 }  // namespace faulty

@@ -108,18 +108,36 @@ TEST_F(RenameFile, ReplacesTheTarget) {
     EXPECT_EQ(filesystem::read(top / "to"), "one");
 }
 
+// A text no part of which is like the next.
+std::string textOf(std::size_t size) {
+    std::string text(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) {
+        text[i] = static_cast<char>(i * 7 % 251);
+    }
+    return text;
+}
+
 TEST_F(CopyFile, CopiesTheContents) {
     for (const int length : {0, 1, 4096, 262143, 262144, 262145, 3000000}) {
         const auto size = static_cast<std::size_t>(length);
-        std::string text(size, '\0');
-        for (std::size_t i = 0; i < size; ++i) {
-            text[i] = static_cast<char>(i * 7 % 251);
-        }
+        const std::string text = textOf(size);
         filesystem::write(top / "from", text);
         filesystem::write(top / "to", std::string(5000000, 'x'));
         EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "to", false));
         EXPECT_TRUE(filesystem::read(top / "to") == text) << size;
         EXPECT_TRUE(filesystem::read(top / "from") == text) << size;
+    }
+}
+
+TEST_F(CopyFile, CopiesTheContentsWhereTheSystemDoesNot) {
+    const std::string text = textOf(600000);
+    filesystem::write(top / "from", text);
+    for (const faulty::Fault& fault :
+         {faulty::Fault{1, -EINVAL}, faulty::Fault{3, -EINTR}, faulty::Fault{1, 0}, faulty::Fault{1, 300001}}) {
+        faulty::sendfile = fault;
+        EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "to", false));
+        EXPECT_EQ(faulty::sendfile.times, 0) << "it was asked";
+        EXPECT_TRUE(filesystem::read(top / "to") == text) << fault.result;
     }
 }
 
@@ -201,6 +219,7 @@ TEST_F(CopyFile, FilesOfTwoDisksMayHaveTheSameNumber) {
 TEST_F(CopyFile, WritingFailuresDoNotChangeTheResult) {
     filesystem::write(top / "from", std::string(100000, 'x'));
     EXPECT_TRUE(FileUtils::copyFile(top / "from", "/dev/full", false));
+    faulty::sendfile = {1, -EIO};
     faulty::pread = {1, -EIO};
     EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "to", false));
     EXPECT_EQ(FileUtils::getFileSize(top / "to"), 0U);

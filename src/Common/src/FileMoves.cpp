@@ -17,9 +17,13 @@ constexpr std::int64_t copyBlock = std::int64_t{256} * 1024;
 // Copies as many bytes as the file has now; what cannot be read or written is left out. One buffer for all of them
 // would give the same file, but none at all for one that is larger than the memory.
 void copyContents(const OpenFile& from, OpenFile& to, std::int64_t length) {
-    const auto blockSize = static_cast<std::size_t>(std::min(length, copyBlock));
+    std::int64_t copied = from.sendTo(to, length);
+    if (copied == length) {
+        return;
+    }
+    const auto blockSize = static_cast<std::size_t>(std::min(length - copied, copyBlock));
     const std::unique_ptr<char[]> block(new char[blockSize]);
-    for (std::int64_t copied = 0; copied < length;) {
+    while (copied < length) {
         const auto wanted = std::min(blockSize, static_cast<std::size_t>(length - copied));
         const std::size_t got = from.readAt(block.get(), wanted, copied);
         if (!to.write(block.get(), got) || got < wanted) {

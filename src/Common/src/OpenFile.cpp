@@ -8,6 +8,7 @@
 
 #include "NoCancellation.h"
 #include "PathStrings.h"
+#include "platform/FileCopy.h"
 
 namespace VDIFrameworkCommon {
 
@@ -54,6 +55,11 @@ std::size_t OpenFile::readAt(void* data, std::size_t size, std::int64_t offset) 
         count += static_cast<std::size_t>(got);
     }
     return count;
+}
+
+std::int64_t OpenFile::sendTo(const OpenFile& target, std::int64_t length) const noexcept {
+    const NoCancellation noCancellation;
+    return platform::copyInSystem(descriptor_, target.descriptor_, length);
 }
 
 bool OpenFile::write(const void* data, std::size_t size) const noexcept {

@@ -29,6 +29,9 @@ public:
     /// their number.
     std::size_t readAt(void* data, std::size_t size, std::int64_t offset) const noexcept;
 
+    /// Writes the first `length` bytes to another file, as far as the system does that by itself. Returns their number.
+    std::int64_t sendTo(const OpenFile& target, std::int64_t length) const noexcept;
+
     /// Writes `size` bytes. False if not all could be written.
     bool write(const void* data, std::size_t size) const noexcept;
 

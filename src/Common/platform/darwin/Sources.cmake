@@ -2,6 +2,7 @@
 set(VDI_DARWIN_BACK_END "")
 foreach(file
     CaseTablesDarwin.cpp
+    FileCopyDarwin.cpp
     LauncherDarwin.mm
     PathsDarwin.cpp
     ProcessBarrierDarwin.cpp
