@@ -2,9 +2,8 @@
 
 #include "Fork.h"
 
-// The thread sanitizer stands before the calls that the child makes, and takes locks there that other threads may hold
-// at the fork: some it takes itself around a fork that it sees, the others it needs only for what it learns from a
-// call.
+// The thread sanitizer stands before the calls that a child makes, and takes locks there that other threads may hold at
+// the fork. Some of them it takes itself around a fork that it sees.
 #if defined(__SANITIZE_THREAD__)
 #define VDI_THREAD_SANITIZER 1
 #elif defined(__has_feature)
@@ -15,20 +14,34 @@
 
 #ifdef VDI_THREAD_SANITIZER
 extern "C" void AnnotateIgnoreSyncBegin(const char* file, int line);
+extern "C" void AnnotateIgnoreSyncEnd(const char* file, int line);
 #endif
 
 namespace VDIFrameworkCommon::platform {
 
-pid_t forkWithoutHandlers() noexcept {
 #ifdef VDI_THREAD_SANITIZER
-    const pid_t pid = ::fork();
-    if (pid == 0) {
-        AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
-    }
-    return pid;
-#else
-    return ::_Fork();
-#endif
+
+pid_t forkWithoutHandlers() noexcept {
+    return ::fork();
 }
+
+WithoutThreadSanitizer::WithoutThreadSanitizer() noexcept {
+    AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
+}
+
+WithoutThreadSanitizer::~WithoutThreadSanitizer() {
+    AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
+}
+
+#else
+
+pid_t forkWithoutHandlers() noexcept {
+    return ::_Fork();
+}
+
+WithoutThreadSanitizer::WithoutThreadSanitizer() noexcept = default;
+WithoutThreadSanitizer::~WithoutThreadSanitizer() = default;
+
+#endif
 
 }  // namespace VDIFrameworkCommon::platform

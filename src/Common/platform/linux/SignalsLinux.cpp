@@ -1,10 +1,12 @@
 #include <pthread.h>
 
+#include "Fork.h"
 #include "Signals.h"
 
 namespace VDIFrameworkCommon::platform {
 
 void resetSignals() noexcept {
+    const WithoutThreadSanitizer unseen;
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;
     // The two that cannot be changed and those that the C library keeps for itself refuse; that is as it should be.
