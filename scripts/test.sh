@@ -3,12 +3,13 @@
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
 #   scripts/test.sh            format, includes, layout, doxygen, tidy, dev, asan and threads
-#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, clang-libcxx, abi, packages and arm64
+#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, clang-libcxx, coverage, abi, packages and
+#                              arm64
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
 if [ "${1:-}" = --help ] || [ "${1:-}" = -h ]; then
-    sed -n '2,6s/^# \{0,1\}//p' scripts/test.sh
+    sed -n '2,7s/^# \{0,1\}//p' scripts/test.sh
     exit 0
 fi
 scripts/setup.sh test || exit 1
@@ -76,6 +77,15 @@ packages() {
 # The libraries beside those of the last release.
 abi() { scripts/setup.sh abi && scripts/abi.sh; }
 
+# What the tests run through of src/, in percent of its lines and branches. Load reaches nothing that the others do not.
+coverage() {
+    scripts/setup.sh coverage && rm -rf build/coverage/profiles && cmake --preset coverage &&
+        cmake --build --preset coverage -j "$jobs" --target private-shm tests-unit tests-multiprocess &&
+        build/coverage/src/tools/private-shm/private-shm true &&
+        ctest --preset coverage -j $((jobs * 2)) -L 'unit|multiprocess' -E '^Documents|^InstalledTree|Exports' &&
+        scripts/coverage.sh 95 85
+}
+
 # For another processor, in an emulator.
 arm64() {
     local system=$PWD/build/arm64-system
@@ -93,6 +103,7 @@ run_stage() {
         layout) layout ;;
         abi) abi ;;
         packages) packages ;;
+        coverage) coverage ;;
         cppcheck) checked_by_cppcheck ;;
         threads) threads ;;
         tidy) tidy ;;
@@ -118,6 +129,7 @@ for stage in "${stages[@]}"; do
         echo "FAILED: $stage, after $((SECONDS - start)) s"
         exit 1
     fi
+    grep -E '^covered: ' "$log"
     result=$(grep -E '^[0-9]+% tests passed' "$log" | tail -n 1)
     echo "passed: $stage, $((SECONDS - start)) s${result:+: $result}"
     if [ -n "$result" ]; then
