@@ -8,14 +8,9 @@ namespace VDIFrameworkCommon::platform {
 /// may do only what a signal handler may do. Returns what `fork` returns.
 pid_t forkWithoutHandlers() noexcept;
 
-/// For its life the thread sanitizer, if there is one, learns nothing from what this thread does. In a child it may
+/// Between these the thread sanitizer, if there is one, learns nothing from what this thread does. In a child it may
 /// need a lock for that which another thread held at the fork, and wait for ever.
-class WithoutThreadSanitizer {
-public:
-    WithoutThreadSanitizer() noexcept;
-    ~WithoutThreadSanitizer();
-    WithoutThreadSanitizer(const WithoutThreadSanitizer&) = delete;
-    WithoutThreadSanitizer& operator=(const WithoutThreadSanitizer&) = delete;
-};
+void beginUnwatched() noexcept;
+void endUnwatched() noexcept;
 
 }  // namespace VDIFrameworkCommon::platform

@@ -25,11 +25,11 @@ pid_t forkWithoutHandlers() noexcept {
     return ::fork();
 }
 
-WithoutThreadSanitizer::WithoutThreadSanitizer() noexcept {
+void beginUnwatched() noexcept {
     AnnotateIgnoreSyncBegin(__FILE__, __LINE__);
 }
 
-WithoutThreadSanitizer::~WithoutThreadSanitizer() {
+void endUnwatched() noexcept {
     AnnotateIgnoreSyncEnd(__FILE__, __LINE__);
 }
 
@@ -39,8 +39,11 @@ pid_t forkWithoutHandlers() noexcept {
     return ::_Fork();
 }
 
-WithoutThreadSanitizer::WithoutThreadSanitizer() noexcept = default;
-WithoutThreadSanitizer::~WithoutThreadSanitizer() = default;
+void beginUnwatched() noexcept {
+}
+
+void endUnwatched() noexcept {
+}
 
 #endif
 

@@ -6,13 +6,14 @@
 namespace VDIFrameworkCommon::platform {
 
 void resetSignals() noexcept {
-    const WithoutThreadSanitizer unseen;
     struct sigaction standard {};
     standard.sa_handler = SIG_DFL;
     // The two that cannot be changed and those that the C library keeps for itself refuse; that is as it should be.
+    beginUnwatched();
     for (int number = 1; number < NSIG; ++number) {
         ::sigaction(number, &standard, nullptr);
     }
+    endUnwatched();
     sigset_t none;
     sigemptyset(&none);
     ::sigprocmask(SIG_SETMASK, &none, nullptr);
