@@ -84,7 +84,7 @@ public:
 
     /// Those that have ended since it was asked last.
     std::set<unsigned int> takeEnded() {
-        const std::set<unsigned int> ended = news_->take();
+        std::set<unsigned int> ended = news_->take();
         for (const unsigned int pid : ended) {
             running_.erase(pid);
         }
