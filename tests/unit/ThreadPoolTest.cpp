@@ -79,9 +79,11 @@ TEST(ThreadPool, WithoutAMinimumStartsOneThreadForTheFirstTask) {
 TEST(ThreadPool, WakesAnIdleThreadBeforeItStartsOne) {
     const auto before = threads::count();
     ThreadPool pool(0, 5, "Reuse", anHour);
-    for (int i = 0; i < 50; ++i) {
-        pool.enqueue(make([] {}), false, false);
-        waitUntil([&] { return pool.queueSize() == 0; });
+    std::atomic<int> ran{0};
+    for (int i = 1; i <= 50; ++i) {
+        pool.enqueue(make([&] { ++ran; }), false, false);
+        // Until then the thread has the pool's name although it has a task.
+        waitUntil([&] { return ran == i; });
         threads::waitForNamed("Reuse", 1);
     }
     EXPECT_EQ(threads::count(), before + 1);
