@@ -6,8 +6,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -71,60 +69,11 @@ CHILD_MAIN(diesWhileItTakesALock) {
     await("never");
 }
 
-// A process without a number here; the first one of its namespace has to stay as long as the others.
-pid_t startInNamespace(void (*body)()) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        body();
-        for (;;) {
-            pause();
-        }
-    }
-    return pid;
-}
-
-CHILD_MAIN(letsAnotherNamespaceHoldALock) {
-    if (unshare(CLONE_NEWPID) != 0) {
-        step("not allowed");
-        return;
-    }
-    startInNamespace([] {});
-    startInNamespace([] {
-        NamedMutex mutex;
-        mutex.create("door");
-        mutex.lock();
-        step("holds");
-    });
-    await("never");
-}
-
-int lockWord(const std::string& mutexName) {
-    const raw::Mapping<pthread_mutex_t> mutex(mutexName);
-    return __atomic_load_n(&mutex->__data.__lock, __ATOMIC_SEQ_CST);
-}
-
-int shell(const std::string& command) {
-    // NOLINTNEXTLINE(cert-env33-c): the command is the test's own
-    return std::system(command.c_str());
-}
-
 const std::string mutexName = raw::logicalName("DEFVDI_", "door") + "_mutex";
-
-TEST(VdictlDoctorCare, ALockThatAnotherNamespaceHoldsIsLeft) {
-    Child holder("letsAnotherNamespaceHoldALock");
-    if (holder.next() != "holds") {
-        GTEST_SKIP() << "no namespace of processes can be made here";
-    }
-    EXPECT_THAT(findings(fix(), "dead-lock-owner"), IsEmpty());
-    EXPECT_NE(lockWord(mutexName), 0) << "it still is held";
-    EXPECT_THAT(tool::run({"status"}).output, HasSubstr("of those that count on their own"));
-}
 
 // The doctor's own namespace has numbers for none of the others.
 TEST(VdictlDoctorCare, AWaiterThatTheDoctorCannotSeeIsLeft) {
-    const std::string apart = "unshare --pid --fork --mount-proc ";
-    if (shell(apart + "true 2>/dev/null") != 0) {
+    if (!canBeApart()) {
         GTEST_SKIP() << "no namespace of processes can be made here";
     }
     Child living("waits");

@@ -2,7 +2,9 @@
 
 #include <VDIFrameworkCommon/MacosxEvent.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -76,6 +78,23 @@ inline bool wait(const VDIFrameworkCommon::t_HANDLE& event, int waiters) {
         return __atomic_load_n(&event.waiterCount, __ATOMIC_SEQ_CST) == waiters &&
                __atomic_load_n(&event.mutex.__data.__lock, __ATOMIC_SEQ_CST) == 0;
     });
+}
+
+inline int lockWord(const std::string& mutexName) {
+    const raw::Mapping<pthread_mutex_t> mutex(mutexName);
+    return __atomic_load_n(&mutex->__data.__lock, __ATOMIC_SEQ_CST);
+}
+
+inline int shell(const std::string& command) {
+    // NOLINTNEXTLINE(cert-env33-c): the command is the test's own
+    return std::system(command.c_str());
+}
+
+/// Before a command of the shell: it counts processes on its own.
+inline const std::string apart = "unshare --pid --fork --mount-proc ";
+
+inline bool canBeApart() {
+    return shell(apart + "true 2>/dev/null") == 0;
 }
 
 }  // namespace doctoring

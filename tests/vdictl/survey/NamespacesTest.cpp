@@ -39,17 +39,6 @@ using testing::SizeIs;
 
 constexpr std::uint32_t nobodysNumber = 4200001;
 
-const std::string apart = "unshare --pid --fork --mount-proc ";
-
-int shell(const std::string& command) {
-    // NOLINTNEXTLINE(cert-env33-c): the command is the test's own
-    return std::system(command.c_str());
-}
-
-bool canBeApart() {
-    return shell(apart + "true 2>/dev/null") == 0;
-}
-
 // The first process of a namespace has to stay as long as the others.
 pid_t startInNamespace(void (*body)()) {
     const pid_t pid = fork();
@@ -166,6 +155,14 @@ TEST_F(VdictlNamespaces, WhatNobodyHasOpenIsKnownToBeDeadAlsoFromWithin) {
     raw::write(listName, 0, &nobodysNumber, sizeof nobodysNumber, 512);
     EXPECT_EQ(shell(apart + VDICTL + " doctor --fix --yes --ignore folder-private >/dev/shm/result"), 0);
     EXPECT_THAT(listed(), IsEmpty());
+}
+
+TEST_F(VdictlNamespaces, ALockThatIsHeldThereIsLeft) {
+    Child holder("letsAnotherNamespaceHoldALock");
+    holder.waitFor("holds");
+    EXPECT_THAT(findings(fix(), "dead-lock-owner"), IsEmpty());
+    EXPECT_NE(lockWord(raw::logicalName("DEFVDI_", "door") + "_mutex"), 0) << "it still is held";
+    EXPECT_THAT(tool::run({"status"}).output, HasSubstr("of those that count on their own"));
 }
 
 TEST_F(VdictlNamespaces, ALockThatIsHeldThereIsWaitedFor) {
