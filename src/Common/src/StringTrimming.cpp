@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -31,15 +30,21 @@ constexpr bool isSpace(wchar_t c) {
 // How many elements at the front are white space.
 template <typename Char>
 std::size_t leading(View<Char> s) {
-    return static_cast<std::size_t>(std::find_if_not(s.begin(), s.end(), [](Char c) { return isSpace(c); }) -
-                                    s.begin());
+    std::size_t count = 0;
+    while (count < s.size() && isSpace(s[count])) {
+        ++count;
+    }
+    return count;
 }
 
 // The index after the last element that is not white space.
 template <typename Char>
 std::size_t keptSize(View<Char> s) {
-    const auto kept = std::find_if_not(s.rbegin(), s.rend(), [](Char c) { return isSpace(c); });
-    return static_cast<std::size_t>(s.rend() - kept);
+    std::size_t size = s.size();
+    while (size > 0 && isSpace(s[size - 1])) {
+        --size;
+    }
+    return size;
 }
 
 template <typename Char>
