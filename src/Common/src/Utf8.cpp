@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
-#include <stdexcept>
 #include <type_traits>
 
 namespace VDIFrameworkCommon::utf8 {
@@ -172,7 +171,7 @@ std::size_t encodePart(char* out, std::wstring_view text) noexcept {
 }
 
 // Encodes all of the text; false when it cannot be.
-bool encodeInto(std::string& bytes, std::wstring_view text) {
+bool encodeParts(std::string& bytes, std::wstring_view text) {
     if (text.size() > partLength) {
         bytes.reserve(text.size());
     }
@@ -190,7 +189,7 @@ bool encodeInto(std::string& bytes, std::wstring_view text) {
 }
 
 // Decodes all of the bytes; false when they cannot be.
-bool decodeInto(std::wstring& text, std::string_view bytes) {
+bool decodeParts(std::wstring& text, std::string_view bytes) {
     if (bytes.size() > partLength) {
         text.reserve(codePoints(bytes));
     }
@@ -213,25 +212,20 @@ bool isAscii(std::wstring_view text) noexcept {
     return isAscii(text.data(), text.size());
 }
 
-std::string encode(std::wstring_view text) {
-    if (isAscii(text)) {
-        return {text.begin(), text.end()};
+bool encodeInto(std::string& bytes, std::wstring_view text) {
+    if (!isAscii(text)) {
+        return encodeParts(bytes, text);
     }
-    if (std::string bytes; encodeInto(bytes, text)) {
-        return bytes;
-    }
-    // Out of the text's scope: unwinding stops for what is to be destroyed.
-    throw std::range_error("wstring_convert: to_bytes error");
+    bytes = std::string(text.begin(), text.end());
+    return true;
 }
 
-std::wstring decode(std::string_view bytes) {
-    if (isAscii(bytes.data(), bytes.size())) {
-        return {begin(bytes), begin(bytes) + bytes.size()};
+bool decodeInto(std::wstring& text, std::string_view bytes) {
+    if (!isAscii(bytes.data(), bytes.size())) {
+        return decodeParts(text, bytes);
     }
-    if (std::wstring text; decodeInto(text, bytes)) {
-        return text;
-    }
-    throw std::range_error("wstring_convert: from_bytes error");
+    text = std::wstring(begin(bytes), begin(bytes) + bytes.size());
+    return true;
 }
 
 }  // namespace VDIFrameworkCommon::utf8
