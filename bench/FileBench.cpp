@@ -142,6 +142,15 @@ void addReading(const std::string& size, const std::string& path) {
         g_free(contents);
         return length;
     });
+    row(name + "GLib, into a vector", [path] {
+        gchar* contents = nullptr;
+        gsize length = 0;
+        g_file_get_contents(path.c_str(), &contents, &length, nullptr);
+        const std::vector<unsigned char> data(contents, contents + length);
+        g_free(contents);
+        benchmark::DoNotOptimize(data.data());
+        return data.size();
+    });
 #endif
 #ifdef VDI_BENCH_POCO
     row(name + "POCO", [path] {
@@ -156,6 +165,14 @@ void addReading(const std::string& size, const std::string& path) {
         QFile file(QString::fromStdString(path));
         file.open(QIODevice::ReadOnly);
         return file.readAll().size();
+    });
+    row(name + "Qt, into a vector", [path] {
+        QFile file(QString::fromStdString(path));
+        file.open(QIODevice::ReadOnly);
+        const QByteArray contents = file.readAll();
+        const std::vector<unsigned char> data(contents.begin(), contents.end());
+        benchmark::DoNotOptimize(data.data());
+        return data.size();
     });
 #endif
 }
