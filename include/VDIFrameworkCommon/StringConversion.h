@@ -48,8 +48,8 @@ VDIFRAMEWORKCOMMON_EXPORT std::string toString(const float& value);
 
 /// \{
 
-/// Plain decimal, with a leading "-" for negative values.
-VDIFRAMEWORKCOMMON_EXPORT std::string toString(const int& value);
+/// Plain decimal, with a leading "-" for negative values. Of an int, a single digit is converted in place.
+VDIFRAMEWORKCOMMON_EXPORT inline std::string toString(const int& value);
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const unsigned int& value);
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const long& value);
 VDIFRAMEWORKCOMMON_EXPORT std::string toString(const unsigned long& value);
@@ -140,5 +140,10 @@ VDIFRAMEWORKCOMMON_EXPORT unsigned long toUnsignedLong(const std::wstring& text)
 ///
 /// \throw std::range_error as `TXFStdStringForStdWString`
 VDIFRAMEWORKCOMMON_EXPORT unsigned short toUnsignedShort(const std::wstring& text);
+
+std::string toString(const int& value) {
+    const auto number = static_cast<unsigned>(value);
+    return number < 10 ? std::string(1, static_cast<char>('0' + number)) : toString(static_cast<long>(value));
+}
 
 }  // namespace VDIFrameworkCommon

@@ -48,15 +48,24 @@ std::string formattedShort(Integer value) {
     const auto unsignedValue = static_cast<Unsigned>(value);
     const Unsigned magnitude = negative ? Unsigned{0} - unsignedValue : unsignedValue;
     std::string text(shortLength, '-');
-    text.erase(digits::count(magnitude) + (negative ? 1 : 0));
-    digits::writeBefore(text.data() + text.size(), magnitude);
+    const std::size_t size = digits::count(magnitude) + (negative ? 1 : 0);
+    text.erase(size);
+    digits::writeBefore(text.data() + size, magnitude);
     return text;
+}
+
+// A call of its own: the registers that it saves would cost the short ones time too.
+[[gnu::noinline]] std::string formattedLong(long value) {
+    return formatted<std::string>(value);
 }
 
 std::wstring formattedWideFloat(double value) {
     char text[formattedFloatRoom<defaultPrecision>];
     return {text, formatGeneral<defaultPrecision>(text, value)};
 }
+
+// Makes the library hold the inline function: hosts that take its address, or were not optimised, look for it here.
+[[gnu::used]] std::string (*const heldForHosts)(const int&) = toString;
 
 }  // namespace
 
@@ -74,16 +83,13 @@ std::string toString(const float& value) {
     return {text, formatGeneral<floatPrecision>(text, static_cast<double>(value))};
 }
 
-std::string toString(const int& value) {
-    return formattedShort(value);
-}
-
 std::string toString(const unsigned int& value) {
     return formattedShort(value);
 }
 
 std::string toString(const long& value) {
-    return formatted<std::string>(value);
+    const auto number = static_cast<int>(value);
+    return number == value ? formattedShort(number) : formattedLong(value);
 }
 
 std::string toString(const unsigned long& value) {
