@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <locale>
 #include <string>
 
@@ -28,6 +29,17 @@ public:
         const std::string command = "localedef -i " + language + " -f " + charset + " " + target + " 2>/dev/null";
         // NOLINTNEXTLINE(cert-env33-c): the command is the test's own
         return !path_.empty() && std::system(command.c_str()) == 0;
+    }
+
+    /// Adds a locale in ISO-8859-1 with the character classes of a source of locales, whose name is then "own". All of
+    /// its other categories are missing. False if that cannot be done.
+    bool addOwn(const std::string& classes) const {
+        std::ofstream(path_ / "source") << "LC_CTYPE\n" << classes << "\nEND LC_CTYPE\n";
+        // Forced, in spite of what is missing.
+        const std::string command = "localedef -c -i " + (path_ / "source").string() + " -f ISO-8859-1 " +
+                                    (path_ / "own").string() + " 2>/dev/null";
+        // NOLINTNEXTLINE(cert-env33-c): the command is the test's own
+        return !path_.empty() && std::system(command.c_str()) != -1 && std::filesystem::exists(path_ / "own");
     }
 
 private:

@@ -1,4 +1,5 @@
 #include <VDIFrameworkCommon/IdentifierUtils.h>
+#include <VDIFrameworkCommon/StringConversion.h>
 #include <VDIFrameworkCommon/StringUtils.h>
 #include <gtest/gtest.h>
 
@@ -62,6 +63,27 @@ TEST(TextInATurkishLocale, FollowsTheLocale) {
     expectTheLocalesAnswers();
     EXPECT_FALSE(caseInsensitiveStringEquals("I"s, "i"s)) << "the dotless letter is the other case";
     EXPECT_FALSE(caseInsensitiveStringEquals("12345678I"s, "12345678i"s));
+    EXPECT_FALSE(caseInsensitiveStringEquals("1234I678"s, "1234i678"s)) << "also where many bytes are taken at a time";
+}
+
+TEST(TextInALocaleWithClassesOfItsOwn, FollowsTheLocale) {
+    const testlocale::Folder folder;
+    const char* const classes =
+        "upper <U0041>..<U005A>;<U00C4>\n"
+        "lower <U0061>..<U007A>;<U00E4>\n"
+        "alpha <U0041>..<U005A>;<U0061>..<U007A>;<U00C4>;<U00E4>\n"
+        "space <U0009>..<U000D>;<U0020>;<U0085>;<U00A0>;<U00B7>\n"
+        "toupper (<U0062>,<U0042>)\n"
+        "tolower (<U0042>,<U0062>)";
+    if (!folder.addOwn(classes) || std::setlocale(LC_CTYPE, "own") == nullptr) {
+        GTEST_SKIP() << "locales cannot be made here";
+    }
+    ASSERT_NE(std::isspace(0xB7), 0) << "a blank of its own";
+    ASSERT_EQ(std::tolower('A'), 'A') << "one letter has another case";
+    expectTheLocalesAnswers();
+    EXPECT_FALSE(caseInsensitiveStringEquals("123A5678"s, "123a5678"s));
+    EXPECT_TRUE(caseInsensitiveStringEquals("123B5678"s, "123b5678"s));
+    EXPECT_EQ(toUppercase("abc"), "aBc");
 }
 
 }  // namespace
