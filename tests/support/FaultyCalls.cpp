@@ -24,6 +24,9 @@ bool isDue(faulty::Fault& fault) {
         return false;
     }
     --fault.times;
+    if (fault.meanwhile != nullptr) {
+        fault.meanwhile();
+    }
     return true;
 }
 
@@ -41,7 +44,12 @@ extern "C" {
 
 ssize_t pread(int descriptor, void* data, size_t size, off_t offset) {
     static const auto next = reinterpret_cast<decltype(&::pread)>(dlsym(RTLD_NEXT, "pread"));
-    return isDue(faulty::pread) ? resultOf(faulty::pread) : next(descriptor, data, size, offset);
+    if (!isDue(faulty::pread)) {
+        return next(descriptor, data, size, offset);
+    }
+    return faulty::pread.result > 0
+               ? next(descriptor, data, std::min(size, static_cast<size_t>(faulty::pread.result)), offset)
+               : resultOf(faulty::pread);
 }
 
 ssize_t write(int descriptor, const void* data, size_t size) {

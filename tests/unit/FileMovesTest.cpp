@@ -1,9 +1,14 @@
 #include <VDIFrameworkCommon/FileUtils.h>
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <limits>
+#include <cerrno>
+#include <cstdint>
+#include <fstream>
+#include <ios>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -42,6 +47,10 @@ TEST_F(FileQueries, SeeFilesAndDirectories) {
     EXPECT_FALSE(FileUtils::isDirectory(top / "file"));
     EXPECT_TRUE(FileUtils::isDirectory(top.path()));
     EXPECT_FALSE(FileUtils::isDirectory(top / "missing"));
+    ASSERT_EQ(mkfifo((top / "pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(FileUtils::isDirectory(top / "pipe"));
+    EXPECT_FALSE(FileUtils::isDirectory("/dev/null"));
+    EXPECT_TRUE(FileUtils::fileExists(top / "pipe"));
     EXPECT_EQ(FileUtils::getFileSize(top / "file"), 10U);
     EXPECT_EQ(FileUtils::getFileSize(top / "missing"), 0U);
     struct stat status {};
@@ -139,6 +148,43 @@ TEST_F(CopyFile, CopiesTheContentsWhereTheSystemDoesNot) {
         EXPECT_EQ(faulty::sendfile.times, 0) << "it was asked";
         EXPECT_TRUE(filesystem::read(top / "to") == text) << fault.result;
     }
+    faulty::sendfile = {1, -EINVAL};
+    faulty::pread = {10, 1000};
+    EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "to", false));
+    EXPECT_TRUE(filesystem::read(top / "to") == text) << "in parts";
+}
+
+TEST_F(CopyFile, CopiesAsManyBytesAsTheSourceHadAtFirst) {
+    const std::string text = textOf(600000);
+    static std::string from;
+    from = top / "from";
+    const faulty::Fault grows = {1, -EINVAL, [] { std::ofstream(from, std::ios::app) << std::string(600000, 'x'); }};
+    for (const faulty::Fault& fault : {grows, faulty::Fault{1, 300001, grows.meanwhile}}) {
+        filesystem::write(from, text);
+        faulty::sendfile = fault;
+        EXPECT_TRUE(FileUtils::copyFile(from, top / "to", false));
+        EXPECT_TRUE(filesystem::read(top / "to") == text) << "what is added meanwhile is left out";
+        EXPECT_EQ(FileUtils::getFileSize(from), 1200000U);
+    }
+    filesystem::write(from, text);
+    faulty::sendfile = {1, -EINVAL, [] { EXPECT_EQ(truncate(from.c_str(), 300000), 0); }};
+    EXPECT_TRUE(FileUtils::copyFile(from, top / "to", false));
+    EXPECT_TRUE(filesystem::read(top / "to") == text.substr(0, 300000)) << "what is gone meanwhile is not made up";
+}
+
+TEST_F(CopyFile, CopiesHolesAsZeros) {
+    filesystem::write(top / "from", "begin");
+    ASSERT_EQ(truncate((top / "from").c_str(), 5000000), 0);
+    EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "to", false));
+    EXPECT_TRUE(filesystem::read(top / "to") == "begin" + std::string(4999995, '\0'));
+}
+
+TEST_F(CopyFile, CopiesNothingOfAFileWithoutALength) {
+    filesystem::write(top / "to", "before");
+    EXPECT_TRUE(FileUtils::copyFile("/proc/self/status", top / "to", false)) << "its length is 0 until it is read";
+    EXPECT_EQ(filesystem::read(top / "to"), "");
+    EXPECT_TRUE(FileUtils::copyFile("/dev/null", top / "new", false));
+    EXPECT_EQ(filesystem::read(top / "new"), "");
 }
 
 TEST_F(CopyFile, MakesTheTarget) {
@@ -149,6 +195,10 @@ TEST_F(CopyFile, MakesTheTarget) {
     umask(before);
     EXPECT_EQ(filesystem::read(top / "to"), "text");
     EXPECT_EQ(filesystem::mode(top / "to"), 0640) << "the source's permissions are not copied";
+    umask(0);
+    EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "for all", true));
+    umask(before);
+    EXPECT_EQ(filesystem::mode(top / "for all"), 0666) << "the mask alone takes permissions away";
 }
 
 TEST_F(CopyFile, FailsWhenTheTargetExistsAndMayNot) {
@@ -223,6 +273,10 @@ TEST_F(CopyFile, WritingFailuresDoNotChangeTheResult) {
     faulty::pread = {1, -EIO};
     EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "to", false));
     EXPECT_EQ(FileUtils::getFileSize(top / "to"), 0U);
+    faulty::close = {2, -EIO};
+    EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "to", false));
+    EXPECT_EQ(faulty::close.times, 0) << "both were closed";
+    EXPECT_EQ(FileUtils::getFileSize(top / "to"), 100000U);
     ASSERT_EQ(mkdir((top / "disk").c_str(), 0755), 0);
     const SmallDisk disk(top / "disk");
     if (!disk.isMounted()) {

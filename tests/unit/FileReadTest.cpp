@@ -177,13 +177,20 @@ TEST(ReadFile, FileBeyondTheMemoryIsLogged) {
     EXPECT_EQ(remove("/dev/shm/huge"), 0);
 }
 
-TEST(ReadFile, GoesOnAfterASignal) {
+TEST(ReadFile, GoesOnAfterASignalAndAPartialRead) {
     const TemporaryDirectory top;
-    filesystem::write(top / "file", "text");
+    filesystem::write(top / "file", "0123456789");
     faulty::pread = {3, -EINTR};
     Bytes data;
     EXPECT_TRUE(FileUtils::getAllBytesFromFile(top / "file", data));
-    EXPECT_EQ(data, bytes("text"));
+    EXPECT_EQ(data, bytes("0123456789"));
+    faulty::pread = {4, 2};
+    EXPECT_TRUE(FileUtils::getAllBytesFromFile(top / "file", data));
+    EXPECT_EQ(data, bytes("0123456789"));
+    faulty::pread = {2, 1};
+    EXPECT_TRUE(FileUtils::getBytesFromFile(top / "file", data, 2, 5));
+    EXPECT_EQ(data, bytes("23456"));
+    EXPECT_THAT(takeRecords(), IsEmpty());
 }
 
 TEST(ReadBytes, ReadsAPart) {

@@ -67,7 +67,10 @@ TEST(WriteFile, MakesTheFile) {
     const mode_t before = umask(0027);
     EXPECT_TRUE(save(top / "new", "text"));
     EXPECT_TRUE(append(top / "appended", "text"));
+    umask(0);
+    EXPECT_TRUE(save(top / "for all", "text"));
     umask(before);
+    EXPECT_EQ(filesystem::mode(top / "for all"), 0666) << "the mask alone takes permissions away";
     EXPECT_EQ(filesystem::read(top / "new"), "text");
     EXPECT_EQ(filesystem::mode(top / "new"), 0640);
     EXPECT_EQ(filesystem::read(top / "appended"), "text");
