@@ -22,6 +22,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
+using testing::UnorderedElementsAreArray;
 using VDIFrameworkCommon::FileUtils;
 
 using Strings = std::vector<std::string>;
@@ -167,11 +168,17 @@ TEST_F(FilesFromDirectory, PathsThatAreTooLongAreLeftOut) {
     ASSERT_TRUE(FileUtils::createDirectoryStructure(directory));
     recording::takeRecords();
     const WorkingDirectory inside(directory);
-    filesystem::write("123456789", "fits");
-    filesystem::write("1234567890", "does not");
+    // In turn, so that in every order some of those that do not fit come after one that does.
+    Strings fitting;
+    for (int i = 10; i < 40; ++i) {
+        const std::string name = "1234567" + std::to_string(i);
+        filesystem::write(name + '0', "does not fit");
+        filesystem::write(name, "fits");
+        fitting.push_back(directory + '/' + name);
+    }
     Strings found;
     FileUtils::getFilesFromDirectory(directory, {"1"}, found, false);
-    EXPECT_THAT(found, ElementsAre(directory + "/123456789"));
+    EXPECT_THAT(found, UnorderedElementsAreArray(fitting));
 }
 
 TEST_F(FilesFromDirectory, ClosesItsDirectories) {
