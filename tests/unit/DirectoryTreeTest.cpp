@@ -210,6 +210,18 @@ TEST(RemoveDirectory, RemovesLinksAndNotWhatTheyLeadTo) {
     EXPECT_EQ(filesystem::read(top / "kept/file"), "text");
 }
 
+TEST(RemoveDirectory, EmptiesTheDirectoryThatItsOwnPathLeadsTo) {
+    const TemporaryDirectory top;
+    makeDirectory(top / "a");
+    makeDirectory(top / "a/b");
+    filesystem::write(top / "a/b/file", "text");
+    ASSERT_EQ(symlink("a", (top / "link").c_str()), 0);
+    FileUtils::removeDirectory(top / "link");
+    EXPECT_FALSE(FileUtils::fileExists(top / "a/b"));
+    EXPECT_TRUE(FileUtils::isDirectory(top / "a")) << "a link is no directory to be removed, nor is what it leads to";
+    EXPECT_TRUE(FileUtils::isDirectory(top / "link"));
+}
+
 TEST(RemoveDirectory, DoesNotFollowALinkThatItCannotRemove) {
     const TemporaryDirectory top;
     makeDirectory(top / "theirs");
