@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pwd.h>
+#include <sched.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -164,6 +166,18 @@ TEST(DirectoryLayout, HomeIsThatOfTheRealUser) {
     const std::string home = FileUtils::getUserDocumentsDir();
     ASSERT_EQ(seteuid(0), 0);
     EXPECT_EQ(home, getpwuid(0)->pw_dir);
+}
+
+TEST(DirectoryLayout, HomeMayBeInALongEntryOfTheUserDatabase) {
+    const filesystem::TemporaryDirectory top;
+    filesystem::write(top / "passwd", "root:x:0:0:" + std::string(5000, 'n') + ":/a/home:/bin/sh\n");
+    ASSERT_EQ(unsetenv("HOME"), 0);
+    if (getuid() != 0 || unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+        mount((top / "passwd").c_str(), "/etc/passwd", nullptr, MS_BIND, nullptr) != 0) {
+        GTEST_SKIP() << "only the superuser can have another user database";
+    }
+    EXPECT_EQ(FileUtils::getUserDocumentsDir(), "/a/home");
+    EXPECT_EQ(umount("/etc/passwd"), 0);
 }
 
 TEST(DirectoryLayout, InstallationDirectoryIsTheVariableUpToItsLastSeparator) {
