@@ -82,7 +82,8 @@ public:
     struct Start {
         Ends ends = Ends::Pipes;
         rlim_t descriptors = 256;
-        rlim_t threadStack = 0;  // 0: as this process has it
+        rlim_t threadStack = 0;        // 0: as this process has it
+        const char* output = nullptr;  // a file in place of what `ends` gives it for its standard output
     };
 
     explicit AgentProgram(const std::vector<std::string>& arguments) : AgentProgram(arguments, Start{}) {}
@@ -129,12 +130,13 @@ public:
 
     /// Waits until the program cannot write any more before something is read.
     void waitUntilItsOutputIsFull() const {
-        constexpr int leastFree = 4096;
-        const int room = fcntl(output_.descriptor(), F_GETPIPE_SZ);
-        ASSERT_TRUE(eventually([&] {
-            int waiting = 0;
-            return ioctl(output_.descriptor(), FIONREAD, &waiting) != 0 || waiting >= room - leastFree;
+        const std::string pipe = "/proc/self/fd/" + std::to_string(output_.descriptor());
+        const int end = open(pipe.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        EXPECT_TRUE(eventually([&] {
+            pollfd writable{end, POLLOUT, 0};
+            return poll(&writable, 1, 0) == 0;
         }));
+        close(end);
     }
 
     /// What it writes to standard output and to standard error.
@@ -221,6 +223,9 @@ private:
         dup2(its.in, STDIN_FILENO);
         dup2(its.out, STDOUT_FILENO);
         dup2(its.errors, STDERR_FILENO);
+        if (start.output != nullptr) {
+            dup2(open(start.output, O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+        }
         if (start.ends == Ends::PipesThatDoNotBlock) {
             fcntl(STDIN_FILENO, F_SETFL, O_NONBLOCK);
             fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);

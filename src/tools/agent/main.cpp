@@ -47,7 +47,7 @@ std::string describe(unsigned int pid) {
     return toString(pid) + (ProcessUtils::isProcessRunning(pid) ? "" : " (not running)");
 }
 
-void show() {
+bool show() {
     const unsigned int active = ActiveVirtualChannelAgentRecorder().getActiveVirtualChannelAgentPid();
     std::string line = VDIClientInfo::getInstance()->getClientName() + ": active " +
                        (active == 0 ? std::string("none") : describe(active)) + "; runners";
@@ -56,7 +56,7 @@ void show() {
         line += ' ';
         line += describe(pid);
     }
-    agent::printLine(line + (runners.empty() ? " none" : ""));
+    return agent::printLine(line + (runners.empty() ? " none" : ""));
 }
 
 // What the agent opens must not become a standard descriptor, and an end of its output must not end it.
@@ -79,11 +79,11 @@ int run(int argc, char** argv) {
     }
     setIdentity(*options);
     if (options->show) {
-        show();
-        return 0;
+        return show() ? 0 : exitFailure;
     }
     // Before the logging library and this one start threads, which inherit what is blocked.
     const agent::StopSignals stopSignals;
+    agent::leaveReadersBehindAt(stopSignals.descriptor());
     startLogging(*options);
     agent::Agent self;
     if (!self.start()) {
