@@ -54,25 +54,29 @@ void trimEnd(std::basic_string<Char>& s) {
     s.erase(keptSize<Char>(s), s.size() - 1);
 }
 
-// What is between the white space at both ends.
+// What is between the white space at both ends. The terminator ends the first search, and what that has found the
+// second.
 template <typename Char>
-View<Char> inner(View<Char> s) {
-    const std::size_t begin = leading(s);
-    const View<Char> rest(s.data() + begin, s.size() - begin);
-    return {rest.data(), keptSize(rest)};
+View<Char> inner(const std::basic_string<Char>& s) {
+    const Char* begin = s.c_str();
+    while (isSpace(*begin)) {
+        ++begin;
+    }
+    const Char* end = s.c_str() + s.size();
+    if (begin != end) {
+        while (isSpace(end[-1])) {
+            --end;
+        }
+    }
+    return {begin, static_cast<std::size_t>(end - begin)};
 }
 
 // What trimming the front and then the end comes to: nothing is left of a blank text.
 template <typename Char>
 void trimBoth(std::basic_string<Char>& s) {
-    const auto kept = inner<Char>(s);
+    const auto kept = inner(s);
     std::char_traits<Char>::move(s.data(), kept.data(), kept.size());
     s.erase(kept.size());
-}
-
-template <typename Char>
-std::basic_string<Char> trimmed(View<Char> s) {
-    return std::basic_string<Char>(inner(s));
 }
 
 }  // namespace
@@ -126,11 +130,11 @@ std::wstring trimright(const std::wstring& s) {
 }
 
 std::string trim(const std::string& s) {
-    return trimmed<char>(s);
+    return std::string(inner(s));
 }
 
 std::wstring trim(const std::wstring& s) {
-    return trimmed<wchar_t>(s);
+    return std::wstring(inner(s));
 }
 
 }  // namespace VDIFrameworkCommon
