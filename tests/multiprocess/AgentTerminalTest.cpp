@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 
 #include "AgentProgram.h"
@@ -24,6 +25,17 @@ TEST(AgentTerminal, SpeaksToATerminal) {
     agent.write("\x03");
     EXPECT_TRUE(agent.says(": left, runners: none")) << "the user's interrupt";
     EXPECT_EQ(agent.end(), 0);
+}
+
+TEST(AgentTerminal, TakesNoLineThatTheTerminalCut) {
+    AgentProgram agent(huddles(), {.ends = AgentProgram::Ends::Terminal});
+    ASSERT_TRUE(agent.says(": active"));
+    const std::string longest(4094 - std::string("escape|").size(), 'x');
+    EXPECT_EQ(agent.ask("escape|" + longest), "ok|escape|" + longest);
+    for (const std::size_t more : {1, 2, 3, 2000}) {
+        EXPECT_EQ(agent.ask("escape|" + longest + std::string(more, 'y')), "error|malformed|line too long") << more;
+    }
+    EXPECT_THAT(agent.ask("ping"), StartsWith("ok|ping|"));
 }
 
 TEST(AgentTerminal, QuitsFromATerminal) {

@@ -2,6 +2,7 @@
 
 #include <VDIFrameworkCommon/TaskDispatcher.h>
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -35,6 +36,15 @@ Request dispatch(const std::string& line) {
     return result.request;
 }
 
+// Whether a terminal may have left out the end of the line. It does so without a word when its user writes more than it
+// has room for.
+bool mayBeCut(const std::string& line) {
+    constexpr std::size_t roomOfTerminals = 4095;
+    termios settings{};
+    return line.size() >= roomOfTerminals && tcgetattr(STDIN_FILENO, &settings) == 0 &&
+           (settings.c_lflag & static_cast<tcflag_t>(ICANON)) != 0;
+}
+
 // Cuts the input into lines. One that is too long is answered with an error and left out.
 class Lines {
 public:
@@ -66,7 +76,7 @@ public:
 private:
     Request finish() {
         Request request = Request::GoOn;
-        if (tooLong_) {
+        if (tooLong_ || mayBeCut(line_)) {
             printLine("error|malformed|line too long");
         } else {
             if (!line_.empty() && line_.back() == '\r') {
