@@ -48,6 +48,18 @@ protected:
         FileUtils::getSubDirectories(top.path(), recursive, found);
         return withoutTop(std::move(found));
     }
+    // As the directory yields them.
+    Strings namesInOrder() const {
+        Strings names;
+        DIR* const stream = opendir(top.path().c_str());
+        while (const dirent* const entry = readdir(stream)) {
+            if (entry->d_name[0] != '.') {
+                names.emplace_back(entry->d_name);
+            }
+        }
+        closedir(stream);
+        return names;
+    }
     Strings withoutTop(Strings paths) const {
         for (std::string& path : paths) {
             EXPECT_EQ(path.compare(0, top.path().size() + 1, top.path() + '/'), 0) << path;
@@ -111,13 +123,9 @@ TEST_F(FilesFromDirectory, AppendsInTheOrderOfTheDirectory) {
     for (int i = 0; i < 200; ++i) {
         makeFile("file" + std::to_string(i * 7919 % 1000));
     }
-    DIR* const stream = opendir(top.path().c_str());
-    while (const dirent* const entry = readdir(stream)) {
-        if (entry->d_name[0] != '.') {
-            expected.push_back(top / entry->d_name);
-        }
+    for (const std::string& name : namesInOrder()) {
+        expected.push_back(top / name);
     }
-    closedir(stream);
     Strings found{"before"};
     FileUtils::getFilesFromDirectory(top.path(), {"file"}, found, true);
     EXPECT_EQ(found, expected);
@@ -222,6 +230,14 @@ TEST_F(SubDirectories, OfAllLevelsDepthFirst) {
     std::copy_if(found.begin(), found.end(), std::back_inserter(firstLevel),
                  [](const std::string& path) { return path.find('/') == std::string::npos; });
     EXPECT_EQ(firstLevel, directories(false));
+}
+
+TEST_F(SubDirectories, ComeInTheOrderOfTheDirectory) {
+    for (int i = 0; i < 50; ++i) {
+        makeDirectory("directory" + std::to_string(i * 7919 % 1000));
+    }
+    EXPECT_EQ(directories(false), namesInOrder());
+    EXPECT_EQ(directories(true), namesInOrder());
 }
 
 TEST_F(SubDirectories, AreAppended) {

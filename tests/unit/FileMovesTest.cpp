@@ -159,7 +159,8 @@ TEST_F(CopyFile, CopiesAsManyBytesAsTheSourceHadAtFirst) {
     static std::string from;
     from = top / "from";
     const faulty::Fault grows = {1, -EINVAL, [] { std::ofstream(from, std::ios::app) << std::string(600000, 'x'); }};
-    for (const faulty::Fault& fault : {grows, faulty::Fault{1, 300001, grows.meanwhile}}) {
+    for (const faulty::Fault& fault :
+         {grows, faulty::Fault{1, 300001, grows.meanwhile}, faulty::Fault{1, -EINTR, grows.meanwhile}}) {
         filesystem::write(from, text);
         faulty::sendfile = fault;
         EXPECT_TRUE(FileUtils::copyFile(from, top / "to", false));
