@@ -64,6 +64,10 @@ TEST(DirectoryLayout, TreeFollowsTheSettings) {
     EXPECT_EQ(FileUtils::UCDirPath(), "C/Unified Communications");
     EXPECT_EQ(FileUtils::getSecurityDirectory(),
               "/h/Library/Application Support/C/Unified Communications/A/DPL/Security");
+    FileUtils::setCompanyName("D");
+    FileUtils::setAppIdentifier("B");
+    EXPECT_EQ(FileUtils::getTraceDir(), "/h/Library/Application Support/D/Unified Communications/B/DPL/Logs")
+        << "also when they change";
 }
 
 TEST(DirectoryLayout, TemporaryDirectoryIsFixed) {

@@ -4,12 +4,15 @@
 #include <VDIFrameworkCommon/SystemUtils.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 #include <limits>
+#include <string>
 #include <thread>
 #include <type_traits>
+#include <vector>
 
 #include "support/RecordingLogger.h"
 
@@ -85,7 +88,16 @@ TEST(SystemUtils, NoVariableHasAZeroByteInItsName) {
     EXPECT_EQ(SystemUtils::getEnvVar(std::string("VDI_TEST_VARIABLE\0x", 19)), "");
 }
 
+std::vector<std::string> environment() {
+    std::vector<std::string> variables;
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        variables.emplace_back(*variable);
+    }
+    return variables;
+}
+
 TEST(SystemUtils, MembersWithoutAMeaningHereDoNothing) {
+    const auto before = environment();
     int handle = 0;
     EXPECT_EQ(SystemUtils::GetLibraryName(&handle), "");
     EXPECT_EQ(SystemUtils::GetLibraryName(nullptr), "");
@@ -97,6 +109,7 @@ TEST(SystemUtils, MembersWithoutAMeaningHereDoNothing) {
     SystemUtils::getMemoryUsage(first, second);
     EXPECT_EQ(first, L"one");
     EXPECT_EQ(second, L"two");
+    EXPECT_EQ(environment(), before);
     EXPECT_TRUE(recording::takeRecords().empty());
 }
 
