@@ -32,7 +32,7 @@ TEST(AgentTerminal, TakesNoLineThatTheTerminalCut) {
     ASSERT_TRUE(agent.says(": active"));
     const std::string longest(4094 - std::string("escape|").size(), 'x');
     EXPECT_EQ(agent.ask("escape|" + longest), "ok|escape|" + longest);
-    for (const std::size_t more : {1, 2, 3, 2000}) {
+    for (const std::size_t more : {1U, 2U, 3U, 2000U}) {
         EXPECT_EQ(agent.ask("escape|" + longest + std::string(more, 'y')), "error|malformed|line too long") << more;
     }
     EXPECT_THAT(agent.ask("ping"), StartsWith("ok|ping|"));
