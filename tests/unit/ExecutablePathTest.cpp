@@ -61,6 +61,13 @@ TEST(ExecutablePath, OfAProgramInContentsOfTheRoot) {
     EXPECT_EQ(FileUtils::getResourcesDirectory(), "/Contents/Resources");
 }
 
+TEST(ExecutablePath, GivesTheResourcesWhereverTheInstallationIs) {
+    pretend("/opt/bin/agent");
+    ASSERT_EQ(setenv("PARLET_INSTALL_DIR", "/elsewhere/bin/program", 1), 0);
+    EXPECT_EQ(FileUtils::getInstallationDirectory(), "/elsewhere/bin");
+    EXPECT_EQ(FileUtils::getResourcesDirectory(), "/opt/share/agent");
+}
+
 TEST(ExecutablePath, ThatCannotBeFoundOutGivesNoDirectories) {
     unsetenv("PARLET_INSTALL_DIR");
     pretended = Executable{};

@@ -98,6 +98,15 @@ TEST(Split, TakesATokenForTheText) {
     EXPECT_EQ(tokens.size(), 12U);
     EXPECT_EQ(tokens[1], "a");
     EXPECT_EQ(tokens.back(), "place");
+    // Short texts are in the vector's own memory.
+    tokens = {"a b c"};
+    tokens.shrink_to_fit();
+    split(tokens[0], tokens, " "s);
+    EXPECT_EQ(tokens, (Tokens{"a b c", "a", "b", "c"}));
+    WideTokens wide{L"x;y"};
+    wide.shrink_to_fit();
+    split(wide[0], wide, L";"s);
+    EXPECT_EQ(wide, (WideTokens{L"x;y", L"x", L"y"}));
 }
 
 TEST(Split, TakesATokenForTheDelimiters) {
