@@ -84,6 +84,7 @@ public:
         rlim_t descriptors = 256;
         rlim_t threadStack = 0;        // 0: as this process has it
         const char* output = nullptr;  // a file in place of what `ends` gives it for its standard output
+        bool inBackground = false;     // its terminal is another program's until `bringToForeground`
     };
 
     explicit AgentProgram(const std::vector<std::string>& arguments) : AgentProgram(arguments, Start{}) {}
@@ -123,6 +124,7 @@ public:
         close(input_);
         input_ = -1;
     }
+    void bringToForeground() const { EXPECT_EQ(::kill(tcgetpgrp(input_), SIGUSR1), 0); }
     void hangUp() {
         closeInput();
         output_.close();
@@ -226,6 +228,9 @@ private:
         if (start.output != nullptr) {
             dup2(open(start.output, O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
         }
+        if (start.inBackground) {
+            giveTerminalAway();
+        }
         if (start.ends == Ends::PipesThatDoNotBlock) {
             fcntl(STDIN_FILENO, F_SETFL, O_NONBLOCK);
             fcntl(STDOUT_FILENO, F_SETFL, O_NONBLOCK);
@@ -241,6 +246,24 @@ private:
             stack.rlim_cur = start.threadStack;
             setrlimit(RLIMIT_STACK, &stack);
         }
+    }
+
+    // To a process that gives it back on a signal.
+    static void giveTerminalAway() {
+        sigset_t giveBack;
+        sigemptyset(&giveBack);
+        sigaddset(&giveBack, SIGUSR1);
+        sigprocmask(SIG_BLOCK, &giveBack, nullptr);
+        const pid_t other = fork();
+        if (other == 0) {
+            int signal = 0;
+            sigwait(&giveBack, &signal);
+            tcsetpgrp(STDIN_FILENO, getpgid(getppid()));
+            _exit(0);
+        }
+        sigprocmask(SIG_UNBLOCK, &giveBack, nullptr);
+        setpgid(other, other);
+        tcsetpgrp(STDIN_FILENO, other);
     }
 
     // The sanitizer would find the unlock of a storage's guard, which it is told to keep to itself, look for the

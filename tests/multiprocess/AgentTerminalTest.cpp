@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstddef>
 #include <string>
 
@@ -36,6 +37,28 @@ TEST(AgentTerminal, TakesNoLineThatTheTerminalCut) {
         EXPECT_EQ(agent.ask("escape|" + longest + std::string(more, 'y')), "error|malformed|line too long") << more;
     }
     EXPECT_THAT(agent.ask("ping"), StartsWith("ok|ping|"));
+}
+
+TEST(AgentTerminal, ReadsNothingWhileItIsInTheBackground) {
+    AgentProgram agent(huddles(), {.ends = AgentProgram::Ends::Terminal, .inBackground = true});
+    agent.write("ping\n");
+    ASSERT_TRUE(agent.says(": active"));
+    AgentProgram other(huddles());
+    ASSERT_TRUE(other.says(": standing by"));
+    agent.bringToForeground();
+    EXPECT_EQ(agent.answer(), "ok|ping|" + std::to_string(agent.pid()));
+    agent.write("\x03");
+    EXPECT_TRUE(agent.says(": left"));
+    EXPECT_EQ(agent.end(), 0);
+}
+
+TEST(AgentTerminal, LeavesFromTheBackground) {
+    AgentProgram agent(huddles(), {.ends = AgentProgram::Ends::Terminal, .inBackground = true});
+    agent.write("ping\n");
+    ASSERT_TRUE(agent.says(": active"));
+    agent.kill(SIGTERM);
+    EXPECT_TRUE(agent.says(": left, runners: none"));
+    EXPECT_EQ(agent.end(), 0);
 }
 
 TEST(AgentTerminal, QuitsFromATerminal) {

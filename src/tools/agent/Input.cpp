@@ -93,12 +93,31 @@ private:
     bool tooLong_ = false;
 };
 
+// Whether the terminal is another program's for now, which then is the one to get what its user writes.
+bool isInBackground() {
+    const pid_t foreground = tcgetpgrp(STDIN_FILENO);
+    return foreground >= 0 && foreground != getpgrp();
+}
+
+// Reads what there is. False at the end of the input.
+bool readInput(Lines& lines, Request& request) {
+    char buffer[4096];
+    const ssize_t size = read(STDIN_FILENO, buffer, sizeof buffer);
+    if (size < 0 && (errno == EINTR || errno == EAGAIN || isInBackground())) {
+        return true;
+    }
+    request = size > 0 ? lines.add(buffer, static_cast<std::size_t>(size)) : lines.end();
+    return size > 0;
+}
+
 }  // namespace
 
 void answerInput(int stop) {
+    constexpr int backgroundPauseMs = 500;
     Lines lines;
+    Request request = Request::GoOn;
     pollfd sources[] = {{stop, POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
-    for (;;) {
+    while (request != Request::Quit) {
         if (poll(sources, 2, -1) < 0) {
             if (errno == EINTR) {
                 continue;
@@ -108,19 +127,13 @@ void answerInput(int stop) {
         if (sources[0].revents != 0) {
             return;
         }
-        if (sources[1].revents != 0) {
-            char buffer[4096];
-            const ssize_t size = read(STDIN_FILENO, buffer, sizeof buffer);
-            if (size < 0 && (errno == EINTR || errno == EAGAIN)) {
-                continue;
-            }
-            const Request request = size > 0 ? lines.add(buffer, static_cast<std::size_t>(size)) : lines.end();
-            if (request == Request::Quit) {
-                return;
-            }
-            if (size <= 0) {
-                sources[1].fd = -1;
-            }
+        if (sources[1].revents == 0) {
+            continue;
+        }
+        if (isInBackground()) {
+            poll(sources, 1, backgroundPauseMs);
+        } else if (!readInput(lines, request)) {
+            sources[1].fd = -1;
         }
     }
 }

@@ -59,7 +59,8 @@ bool show() {
     return agent::printLine(line + (runners.empty() ? " none" : ""));
 }
 
-// What the agent opens must not become a standard descriptor, and an end of its output must not end it.
+// What the agent opens must not become a standard descriptor. An end of its output must not end it, nor a terminal that
+// is another program's stop it.
 void settleStandardDescriptors() {
     int fd = 0;
     while ((fd = open("/dev/null", O_RDWR)) >= 0 && fd <= STDERR_FILENO) {
@@ -68,6 +69,7 @@ void settleStandardDescriptors() {
         close(fd);
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGTTIN, SIG_IGN);
 }
 
 int run(int argc, char** argv) {
