@@ -261,6 +261,24 @@ TEST(RemoveDirectory, GoesOnWhereItCannotRemove) {
     EXPECT_EQ(filesystem::read(top / "a/theirs/file"), "text");
 }
 
+TEST(RemoveDirectory, LeavesAnEmptyDirectoryThatItCannotOpen) {
+    const TemporaryDirectory top;
+    ASSERT_EQ(chmod(top.path().c_str(), 0777), 0);
+    const AsAnotherUser other;
+    if (!other.isActive()) {
+        GTEST_SKIP() << "only the superuser can become another user";
+    }
+    makeDirectory(top / "unreadable");
+    ASSERT_EQ(chmod((top / "unreadable").c_str(), 0300), 0);
+    FileUtils::removeDirectory(top / "unreadable");
+    EXPECT_TRUE(FileUtils::isDirectory(top / "unreadable"));
+    makeDirectory(top / "a");
+    makeDirectory(top / "a/unreadable");
+    ASSERT_EQ(chmod((top / "a/unreadable").c_str(), 0300), 0);
+    FileUtils::removeDirectory(top / "a");
+    EXPECT_FALSE(FileUtils::isDirectory(top / "a")) << "below another one it need not be opened";
+}
+
 TEST(RemoveDirectory, LeavesWhatIsNoDirectory) {
     const TemporaryDirectory top;
     filesystem::write(top / "file", "text");

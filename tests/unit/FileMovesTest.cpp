@@ -304,6 +304,33 @@ TEST_F(CopyFile, AsAnotherUserFails) {
     EXPECT_EQ(FileUtils::removeFile(top / "open"), -1);
 }
 
+TEST_F(CopyFile, ReadsAndWritesNoMoreThanItMay) {
+    filesystem::write(top / "from", "text");
+    filesystem::write(top / "to", "before");
+    ASSERT_EQ(chmod((top / "from").c_str(), 0444), 0);
+    ASSERT_EQ(chmod((top / "to").c_str(), 0222), 0);
+    {
+        const AsAnotherUser other;
+        if (!other.isActive()) {
+            GTEST_SKIP() << "only the superuser can become another user";
+        }
+        EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "to", false));
+    }
+    EXPECT_EQ(filesystem::read(top / "to"), "text");
+}
+
+TEST_F(CopyFile, WritesToWhatALinkLeadsTo) {
+    filesystem::write(top / "from", "text");
+    filesystem::write(top / "file", "before");
+    ASSERT_EQ(symlink("file", (top / "link").c_str()), 0);
+    ASSERT_EQ(symlink("missing", (top / "dangling").c_str()), 0);
+    EXPECT_FALSE(FileUtils::copyFile(top / "from", top / "link", true)) << "it leads to a file";
+    EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "link", false));
+    EXPECT_EQ(filesystem::read(top / "file"), "text");
+    EXPECT_TRUE(FileUtils::copyFile(top / "from", top / "dangling", true)) << "it leads to none";
+    EXPECT_EQ(filesystem::read(top / "missing"), "text");
+}
+
 TEST_F(CopyFile, ClosesItsFiles) {
     filesystem::write(top / "from", "text");
     const std::set<int> before = limits::openDescriptors();

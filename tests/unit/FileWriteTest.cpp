@@ -77,6 +77,21 @@ TEST(WriteFile, MakesTheFile) {
     EXPECT_EQ(filesystem::mode(top / "appended"), 0640);
 }
 
+TEST(WriteFile, WritesToAFileThatItMayNotRead) {
+    const TemporaryDirectory top;
+    filesystem::write(top / "file", "before");
+    ASSERT_EQ(chmod((top / "file").c_str(), 0222), 0);
+    {
+        const AsAnotherUser other;
+        if (!other.isActive()) {
+            GTEST_SKIP() << "only the superuser can become another user";
+        }
+        EXPECT_TRUE(save(top / "file", "one"));
+        EXPECT_TRUE(append(top / "file", "two"));
+    }
+    EXPECT_EQ(filesystem::read(top / "file"), "onetwo");
+}
+
 TEST(WriteFile, KeepsTheFileItself) {
     const TemporaryDirectory top;
     filesystem::write(top / "file", "before");
