@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <string>
+#include <thread>
 
 #include "AgentProgram.h"
 #include "support/Eventually.h"
@@ -78,20 +79,27 @@ TEST(AgentOutput, ShowFailsWhenItCannotShow) {
     EXPECT_EQ(show.end(), 1);
 }
 
+// Has nobody read the answers to the messages, and ends the agent.
+void expectLeavingUnread(AgentProgram::Ends ends, const std::string& messages) {
+    AgentProgram agent(huddles(), {.ends = ends});
+    ASSERT_TRUE(agent.says(": active"));
+    std::thread writer([&] { agent.write(messages); });
+    agent.waitUntilItsOutputIsFull();
+    writer.join();
+    awaitLeaving(agent);
+    EXPECT_THAT(agent.errors().rest(), ElementsAre(EndsWith(": lines to standard output are lost: nobody reads them")));
+}
+
+// Both fit into a pipe and the agent's own buffer; the answers do not fit into a pipe.
 TEST(AgentOutput, AnAgentLeavesThoughNobodyReadsItsAnswers) {
+    std::string many;
+    for (int i = 0; i < 10'000; ++i) {
+        many += "ping\n";
+    }
+    const std::string one = "escape|" + std::string(80'000, 'x') + '\n';
     for (const auto ends : {AgentProgram::Ends::Pipes, AgentProgram::Ends::PipesThatDoNotBlock}) {
-        AgentProgram agent(huddles(), {.ends = ends});
-        ASSERT_TRUE(agent.says(": active"));
-        // Fits into a pipe; the answers do not.
-        std::string messages;
-        for (int i = 0; i < 10'000; ++i) {
-            messages += "ping\n";
-        }
-        agent.write(messages);
-        agent.waitUntilItsOutputIsFull();
-        awaitLeaving(agent);
-        EXPECT_THAT(agent.errors().rest(),
-                    ElementsAre(EndsWith(": lines to standard output are lost: nobody reads them")));
+        expectLeavingUnread(ends, many);
+        expectLeavingUnread(ends, one);
     }
 }
 
