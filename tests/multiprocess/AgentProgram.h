@@ -6,6 +6,7 @@
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -123,6 +124,13 @@ public:
     void closeInput() {
         close(input_);
         input_ = -1;
+    }
+    /// Has its terminal hand on all bytes as they come.
+    void makeTerminalRaw() const {
+        termios settings{};
+        EXPECT_EQ(tcgetattr(input_, &settings), 0);
+        cfmakeraw(&settings);
+        EXPECT_EQ(tcsetattr(input_, TCSANOW, &settings), 0);
     }
     void bringToForeground() const { EXPECT_EQ(::kill(tcgetpgrp(input_), SIGUSR1), 0); }
     void hangUp() {

@@ -37,6 +37,11 @@ TEST(AgentTerminal, TakesNoLineThatTheTerminalCut) {
         EXPECT_EQ(agent.ask("escape|" + longest + std::string(more, 'y')), "error|malformed|line too long") << more;
     }
     EXPECT_THAT(agent.ask("ping"), StartsWith("ok|ping|"));
+    agent.makeTerminalRaw();
+    const std::string longer(3000, 'z');
+    agent.write("escape|" + longer);
+    agent.write(longer + '\n');
+    EXPECT_EQ(agent.answer(), "ok|escape|" + longer + longer) << "no lines, so none is cut";
 }
 
 TEST(AgentTerminal, ReadsNothingWhileItIsInTheBackground) {
