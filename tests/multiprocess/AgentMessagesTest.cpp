@@ -7,6 +7,8 @@
 
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
@@ -37,6 +39,31 @@ TEST(AgentMessages, AnswersMessagesInOrder) {
     EXPECT_EQ(agent.ask("quit"), "ok|quit");
     EXPECT_TRUE(agent.says(": left, runners: none"));
     EXPECT_EQ(agent.end(), 0);
+}
+
+TEST(AgentMessages, TellsThePaths) {
+    ASSERT_EQ(setenv("HOME", "/h", 1), 0);
+    ASSERT_EQ(setenv("PARLET_INSTALL_DIR", "/i/agent", 1), 0);
+    const std::string base = "/h/Library/Application Support/Tavix/Unified Communications/Parlet/DPL/";
+    const std::string perUser = "ok|paths|trace|" + base + "Logs|history|" + base + "History|config|" + base +
+                                "Config|credentials|" + base + "Credentials|security|" + base + "Security|";
+    const std::string resources = "resources|" + std::filesystem::canonical(VDI_AGENT).parent_path().string();
+    AgentProgram agent(huddles());
+    EXPECT_EQ(agent.ask("paths"),
+              perUser + "installation|/i|" + resources + "|bootstrap|/i/parlet-bootstrap.properties");
+    ASSERT_EQ(setenv("PARLET_INSTALL_DIR", "/", 1), 0);
+    AgentProgram inTheRoot(huddles());
+    EXPECT_EQ(inTheRoot.ask("paths"), perUser + resources + "|bootstrap|/parlet-bootstrap.properties")
+        << "an empty path has no name either";
+}
+
+TEST(AgentMessages, TellsNoPathThatWouldBreakTheMessage) {
+    for (const char* const home : {"/a|b", "/a\nb"}) {
+        ASSERT_EQ(setenv("HOME", home, 1), 0);
+        AgentProgram agent(huddles());
+        EXPECT_EQ(agent.ask("paths"), "error|a path that no message can hold|trace");
+        EXPECT_THAT(agent.ask("ping"), StartsWith("ok|ping|"));
+    }
 }
 
 TEST(AgentMessages, AnswersWhatItDoesNotUnderstand) {
