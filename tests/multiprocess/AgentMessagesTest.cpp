@@ -41,6 +41,20 @@ TEST(AgentMessages, AnswersMessagesInOrder) {
     EXPECT_EQ(agent.end(), 0);
 }
 
+TEST(AgentMessages, ValidatesEveryKindByItsOwnRules) {
+    AgentProgram agent(huddles());
+    const std::string kinds[] = {"jid", "sip", "uuid", "meeting"};
+    const std::string valid[] = {"a b@c.d", "alice@ex", "123e4567-e89b-12d3-a456-426614174000", "123456789"};
+    for (const std::string& kind : kinds) {
+        for (const std::string& text : valid) {
+            const bool isOfThatKind = &text - valid == &kind - kinds;
+            EXPECT_EQ(agent.ask("validate|" + kind + '|' + text),
+                      "ok|validate|" + kind + (isOfThatKind ? "|true" : "|false"))
+                << text;
+        }
+    }
+}
+
 TEST(AgentMessages, TellsThePaths) {
     ASSERT_EQ(setenv("HOME", "/h", 1), 0);
     ASSERT_EQ(setenv("PARLET_INSTALL_DIR", "/i/agent", 1), 0);
@@ -195,6 +209,8 @@ TEST(AgentMessages, TheEndOfItsInputDoesNotEndIt) {
     agent.write("ping");
     agent.closeInput();
     EXPECT_THAT(agent.answer(), StartsWith("ok|ping|")) << "a last line without an end";
+    AgentProgram other(huddles());
+    ASSERT_TRUE(other.says(": standing by, active is " + std::to_string(agent.pid())));
     agent.kill(SIGTERM);
     EXPECT_TRUE(agent.says(": left"));
     EXPECT_EQ(agent.end(), 0);
