@@ -26,6 +26,7 @@ using namespace std::chrono_literals;
 constexpr auto waitLimit = 2s;
 
 std::atomic<ThreadSlot*> slots{nullptr};
+ThreadSlot* slotsOfLostThreads = nullptr;
 
 // Constant-initialised and trivially destructible, so they hold in the first constructor and the last destructor alike.
 // In the thread's static block, which loaded libraries get some of too: reaching them costs no call for each record.
@@ -76,15 +77,27 @@ ThreadSlot* slotOfThisThread() {
     return slot;
 }
 
-// In a forked child only the forking thread is left; the slots of the others would look busy for ever.
-void keepOwnSlotOnly() {
-    if (threadSlot != nullptr) {
-        threadSlot->next = nullptr;
+// In a forked child only the forking thread is left; slots that others were using would look busy for ever, and their
+// buffers may be half changed. The rest serve the child's threads.
+void takeOverSlots() {
+    ThreadSlot* kept = nullptr;
+    ThreadSlot* slot = slots.load();
+    while (slot != nullptr) {
+        ThreadSlot* const next = slot->next;
+        const bool own = slot == threadSlot;
+        const bool unused = !own && slot->depth.load() == 0;
+        if (unused) {
+            giveBack(slot);
+        }
+        ThreadSlot*& list = own || unused ? kept : slotsOfLostThreads;
+        slot->next = list;
+        list = slot;
+        slot = next;
     }
-    slots.store(threadSlot);
+    slots.store(kept);
 }
 
-const int forkHandler = pthread_atfork(nullptr, nullptr, keepOwnSlotOnly);
+const int forkHandler = pthread_atfork(nullptr, nullptr, takeOverSlots);
 
 }  // namespace
 
