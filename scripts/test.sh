@@ -3,8 +3,8 @@
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
 #   scripts/test.sh            format, includes, layout, doxygen, tidy, dev, asan and threads
-#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, clang-libcxx, coverage, abi, packages and
-#                              arm64
+#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, clang-libcxx, coverage, valgrind, abi,
+#                              packages and arm64
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -104,6 +104,7 @@ run_stage() {
         abi) abi ;;
         packages) packages ;;
         coverage) coverage ;;
+        valgrind) scripts/setup.sh valgrind && scripts/valgrind.sh ;;
         cppcheck) checked_by_cppcheck ;;
         threads) threads ;;
         tidy) tidy ;;

@@ -169,20 +169,20 @@ TEST(LogFailure, AFileMadeReadOnlyCostsRecordsThatAreCountedAndReported) {
     }
     const auto log = folder / "disk" / "a.log";
     std::ofstream(log) << "";
-    ASSERT_EQ(mount(log.c_str(), log.c_str(), nullptr, MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(log.c_str(), log.c_str(), "none", MS_BIND, nullptr), 0);
     LogController controller;
     controller.init(log);
     logreader::write(controller, DPL_ERROR, "first");
-    ASSERT_EQ(mount(nullptr, log.c_str(), nullptr, MS_BIND | MS_REMOUNT, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, log.c_str(), "none", MS_BIND | MS_REMOUNT, nullptr), 0);
     ASSERT_EQ(umount2(log.c_str(), MNT_DETACH), 0);
     // The same file through another, read-only mount.
     std::filesystem::rename(log, folder / "disk" / "moved");
     std::ofstream(log) << "";
-    ASSERT_EQ(mount(log.c_str(), log.c_str(), nullptr, MS_BIND, nullptr), 0);
-    ASSERT_EQ(mount(nullptr, log.c_str(), nullptr, MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr), 0);
+    ASSERT_EQ(mount(log.c_str(), log.c_str(), "none", MS_BIND, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, log.c_str(), "none", MS_BIND | MS_REMOUNT | MS_RDONLY, nullptr), 0);
     logreader::write(controller, DPL_INFO, "lost");
     logreader::write(controller, DPL_ERROR, "lost");
-    ASSERT_EQ(mount(nullptr, log.c_str(), nullptr, MS_BIND | MS_REMOUNT, nullptr), 0);
+    ASSERT_EQ(mount(nullptr, log.c_str(), "none", MS_BIND | MS_REMOUNT, nullptr), 0);
     logreader::write(controller, DPL_ERROR, "last");
     EXPECT_THAT(logreader::messagesOf(log),
                 ElementsAre("2 records lost: 2 not written (Read-only file system)", "last"));

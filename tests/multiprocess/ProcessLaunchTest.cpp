@@ -388,8 +388,8 @@ public:
         const std::string devices = folder + "/devices";
         std::filesystem::create_directories(devices);
         writeFile(devices + "/null", "");
-        if (::mount("/dev/null", (devices + "/null").c_str(), nullptr, MS_BIND, nullptr) != 0 ||
-            ::mount(devices.c_str(), "/dev", nullptr, MS_BIND, nullptr) != 0) {
+        if (::mount("/dev/null", (devices + "/null").c_str(), "none", MS_BIND, nullptr) != 0 ||
+            ::mount(devices.c_str(), "/dev", "none", MS_BIND, nullptr) != 0) {
             return;
         }
         sockaddr_un address{};

@@ -190,7 +190,7 @@ TEST(VdictlHiddenProcesses, ALockOfAThreadThatIsHiddenIsNoDeadOnes) {
     const pid_t child = fork();
     if (child == 0) {
         const bool isHidden = unshare(CLONE_NEWNS) == 0 &&
-                              mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                              mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
                               mount("proc", "/proc", "proc", 0, "hidepid=2") == 0 && users::become(users::nobody);
         const auto result = tool::run(doctor({"--fix", "--yes"}));
         _exit(!isHidden ? 2 : result.output.find("dead-lock-owner") == std::string::npos ? 0 : 1);
