@@ -211,6 +211,9 @@ TEST(AgentMessages, TheEndOfItsInputDoesNotEndIt) {
     EXPECT_THAT(agent.answer(), StartsWith("ok|ping|")) << "a last line without an end";
     AgentProgram other(huddles());
     ASSERT_TRUE(other.says(": standing by, active is " + std::to_string(agent.pid())));
+    const std::string its = "agent " + std::to_string(other.pid());
+    other.kill(SIGKILL);
+    EXPECT_TRUE(agent.says(its + " died without leaving")) << "it still watches the others";
     agent.kill(SIGTERM);
     EXPECT_TRUE(agent.says(": left"));
     EXPECT_EQ(agent.end(), 0);
