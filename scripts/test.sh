@@ -3,7 +3,7 @@
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
 #   scripts/test.sh            format, includes, layout, doxygen, tidy, packages, dev, asan and threads
-#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, clang-libcxx, coverage, valgrind, abi
+#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, clang-libcxx, matrix, coverage, valgrind, abi
 #                              and arm64
 set -uo pipefail
 cd "$(dirname "$0")/.."
@@ -104,6 +104,7 @@ run_stage() {
         layout) layout ;;
         abi) abi ;;
         packages) packages ;;
+        matrix) scripts/matrix.sh ;;
         coverage) coverage ;;
         valgrind) scripts/setup.sh valgrind && scripts/valgrind.sh ;;
         cppcheck) checked_by_cppcheck ;;
@@ -131,7 +132,7 @@ for stage in "${stages[@]}"; do
         echo "FAILED: $stage, after $((SECONDS - start)) s"
         exit 1
     fi
-    grep -E '^covered: ' "$log"
+    grep -E '^(built|covered): ' "$log"
     result=$(grep -E '^[0-9]+% tests passed' "$log" | tail -n 1)
     echo "passed: $stage, $((SECONDS - start)) s${result:+: $result}"
     if [ -n "$result" ]; then
