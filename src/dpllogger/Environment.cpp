@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "Complaint.h"
 

@@ -3,10 +3,13 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstddef>
+#include <new>
 #include <system_error>
 
 #include "Complaint.h"
 #include "LogLocation.h"
+#include "appenders/Outcome.h"
 
 namespace DPL::dpllogger {
 

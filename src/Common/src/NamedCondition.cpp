@@ -1,5 +1,7 @@
 #include "VDIFrameworkCommon/NamedCondition.h"
 
+#include <cstddef>
+
 #include "ObjectNames.h"
 
 namespace VDIFrameworkCommon {

@@ -6,6 +6,7 @@
 
 #include "Log.h"
 #include "SharedRecords.h"
+#include "VDIFrameworkCommon/Mutex.h"
 
 namespace VDIFrameworkCommon {
 

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstddef>
 
 #include "appenders/WriteSignals.h"
 

@@ -1,6 +1,9 @@
 #include "appenders/SystemLogAppender.h"
 
+#include <syslog.h>
+
 #include <algorithm>
+#include <string>
 
 #include "RecordForm.h"
 

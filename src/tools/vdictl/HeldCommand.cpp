@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/signalfd.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 #include "Report.h"
 #include "Terminal.h"

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <initializer_list>
 #include <mutex>
 #include <set>
 #include <utility>

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <system_error>
 
 #include "ReaderGone.h"
 

@@ -1,4 +1,5 @@
 #include <sys/sendfile.h>
+#include <sys/types.h>
 
 #include <cerrno>
 #include <cstddef>

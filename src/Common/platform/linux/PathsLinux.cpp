@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <cstddef>
 #include <string_view>
 
 #include "platform/Paths.h"

@@ -10,6 +10,8 @@
 #include "NoCancellation.h"
 #include "ObjectNames.h"
 #include "SharedRecords.h"
+#include "VDIFrameworkCommon/Mutex.h"
+#include "VDIFrameworkCommon/NamedMutex.h"
 #include "VDIFrameworkCommon/SharedMemory.h"
 
 namespace VDIFrameworkCommon {

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Command.h"
+#include "Owner.h"
 #include "event/EventOperations.h"
 #include "event/EventView.h"
 

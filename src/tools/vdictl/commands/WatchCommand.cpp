@@ -7,12 +7,16 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "Command.h"
 #include "Json.h"
 #include "Owner.h"
 #include "ReaderGone.h"
 #include "survey/Groups.h"
+#include "survey/Processes.h"
+#include "survey/Products.h"
+#include "survey/SharedFolder.h"
 #include "survey/SurveyJson.h"
 #include "survey/SurveyText.h"
 #include "survey/Words.h"

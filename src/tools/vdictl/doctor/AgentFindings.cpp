@@ -2,14 +2,23 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <map>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "SharedRecords.h"
 #include "doctor/AgentRecord.h"
 #include "doctor/Finding.h"
 #include "doctor/OpenObject.h"
 #include "doctor/Unseen.h"
+#include "survey/Mappings.h"
 #include "survey/ProcFile.h"
+#include "survey/Processes.h"
+#include "survey/Products.h"
+#include "survey/Records.h"
+#include "survey/SharedFolder.h"
 #include "survey/Words.h"
 
 namespace vdictl {

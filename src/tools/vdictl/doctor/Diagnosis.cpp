@@ -1,9 +1,13 @@
 #include <algorithm>
 #include <chrono>
 #include <thread>
+#include <utility>
 
+#include "Owner.h"
 #include "Terminal.h"
 #include "doctor/Finding.h"
+#include "survey/Objects.h"
+#include "survey/SharedFolder.h"
 
 namespace vdictl {
 

@@ -2,6 +2,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
@@ -9,8 +11,14 @@
 #include <string>
 #include <unordered_map>
 
+#include "Owner.h"
 #include "doctor/Finding.h"
+#include "survey/Mappings.h"
+#include "survey/Objects.h"
 #include "survey/ProcFile.h"
+#include "survey/Processes.h"
+#include "survey/Products.h"
+#include "survey/SharedFolder.h"
 #include "survey/Words.h"
 
 namespace vdictl {

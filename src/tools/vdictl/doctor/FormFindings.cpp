@@ -2,12 +2,17 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "Report.h"
 #include "doctor/Finding.h"
 #include "doctor/OpenObject.h"
+#include "survey/Products.h"
+#include "survey/SharedFolder.h"
 #include "survey/Words.h"
 
 namespace vdictl {

@@ -1,13 +1,20 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "doctor/Finding.h"
 #include "doctor/LockRepair.h"
 #include "doctor/OpenObject.h"
 #include "doctor/Unseen.h"
+#include "survey/Mappings.h"
+#include "survey/Processes.h"
+#include "survey/Products.h"
+#include "survey/Records.h"
+#include "survey/SharedFolder.h"
 #include "survey/Words.h"
 
 namespace vdictl {

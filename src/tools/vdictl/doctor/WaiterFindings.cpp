@@ -7,11 +7,13 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "Report.h"
 #include "Terminal.h"
@@ -19,6 +21,9 @@
 #include "doctor/LockRepair.h"
 #include "doctor/OpenObject.h"
 #include "doctor/Unseen.h"
+#include "survey/Mappings.h"
+#include "survey/Products.h"
+#include "survey/SharedFolder.h"
 #include "survey/Words.h"
 
 namespace vdictl {

@@ -21,7 +21,9 @@
 
 #include "Command.h"
 #include "LibraryRecords.h"
+#include "Owner.h"
 #include "Report.h"
+#include "SharedObject.h"
 #include "SignalQueue.h"
 #include "survey/Descriptor.h"
 #include "survey/SharedFolder.h"

@@ -1,5 +1,7 @@
 #include "EventView.h"
 
+#include <sys/stat.h>
+
 #include <VDIFrameworkCommon/MacosxEvent.h>
 #include <fmt/format.h>
 
@@ -10,6 +12,7 @@
 
 #include "Json.h"
 #include "Report.h"
+#include "SharedObject.h"
 #include "Table.h"
 #include "survey/Records.h"
 

@@ -4,6 +4,9 @@
 #include <string_view>
 #include <utility>
 
+#include "Objects.h"
+#include "Products.h"
+
 namespace vdictl {
 
 namespace {

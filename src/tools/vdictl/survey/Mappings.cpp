@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <cstddef>
 
 #include "survey/ProcFile.h"
 #include "survey/Processes.h"

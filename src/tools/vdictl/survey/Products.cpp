@@ -4,6 +4,7 @@
 #include <VDIFrameworkCommon/VDIClientInfo.h>
 
 #include <charconv>
+#include <iterator>
 #include <system_error>
 #include <utility>
 

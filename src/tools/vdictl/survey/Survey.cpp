@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
+#include "Products.h"
+#include "Records.h"
 #include "survey/Namespaces.h"
 
 namespace vdictl {

@@ -1,5 +1,13 @@
 #include "survey/SurveyJson.h"
 
+#include <set>
+#include <utility>
+
+#include "Mappings.h"
+#include "Objects.h"
+#include "Processes.h"
+#include "Products.h"
+#include "SharedFolder.h"
 #include "Terminal.h"
 #include "survey/Groups.h"
 #include "survey/Words.h"

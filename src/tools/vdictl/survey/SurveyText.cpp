@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include "Objects.h"
+#include "Processes.h"
+#include "Products.h"
+#include "SharedFolder.h"
 #include "Table.h"
 #include "survey/Groups.h"
 #include "survey/Words.h"

@@ -4,8 +4,17 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <vector>
 
+#include "Mappings.h"
+#include "Objects.h"
+#include "Processes.h"
+#include "Products.h"
 #include "Report.h"
+#include "SharedFolder.h"
 #include "Terminal.h"
 
 namespace vdictl {

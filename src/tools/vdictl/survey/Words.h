@@ -1,9 +1,12 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <ctime>
 #include <string>
 #include <string_view>
 
+#include "Records.h"
 #include "survey/Survey.h"
 
 namespace vdictl {

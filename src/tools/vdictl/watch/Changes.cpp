@@ -4,9 +4,15 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "Terminal.h"
+#include "survey/Objects.h"
+#include "survey/Processes.h"
+#include "survey/Products.h"
+#include "survey/SharedFolder.h"
 #include "survey/Words.h"
 
 namespace vdictl {

@@ -15,8 +15,15 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
+#include <optional>
+#include <utility>
 
 #include "Report.h"
+#include "survey/Objects.h"
+#include "survey/Processes.h"
+#include "survey/SharedFolder.h"
 
 namespace vdictl {
 
