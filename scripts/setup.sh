@@ -4,9 +4,9 @@
 #   scripts/setup.sh run    what the programs need
 #   scripts/setup.sh test   what the tests and checks need as well
 #   scripts/setup.sh docs   what checking the documents and drawing their pictures needs
-#   scripts/setup.sh package, checks, abi, coverage, valgrind
-#                           what making the Debian packages, the checks of the sources and of the interface, measuring what
-#                           the tests run through, and looking for errors of memory need as well
+#   scripts/setup.sh package, checks, iwyu, abi, coverage, valgrind
+#                           what making the Debian packages, the checks of the sources, of what they include and of the
+#                           interface, measuring what the tests run through, and looking for errors of memory need as well
 #   scripts/setup.sh arm64  what building and testing for 64-bit ARM needs
 #   scripts/setup.sh bench  what the benchmarks need, with all that ours are measured beside
 set -euo pipefail
@@ -23,6 +23,7 @@ case ${1:-run} in
     package) packages+=(git debhelper dpkg-dev fakeroot lintian) ;;
     abi) packages+=(abigail-tools clang-14 xz-utils) ;;
     checks) packages+=(git cppcheck) ;;
+    iwyu) packages+=(clang-14 git iwyu) ;;
     coverage) packages+=(binutils clang-14 libclang-rt-14-dev llvm-14) ;;
     valgrind) packages+=(git googletest valgrind) ;;
 esac

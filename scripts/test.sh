@@ -3,8 +3,8 @@
 # stage, and all that a stage printed if it fails; the test runner's closing lines end the output.
 #
 #   scripts/test.sh            format, includes, layout, doxygen, tidy, packages, dev, asan and threads
-#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, clang-libcxx, matrix, coverage, valgrind, abi
-#                              and arm64
+#   scripts/test.sh STAGE…     some of these, and of tidy-tool, tsan, cppcheck, iwyu, clang-libcxx, matrix, coverage, valgrind,
+#                              abi and arm64
 set -uo pipefail
 cd "$(dirname "$0")/.."
 
@@ -108,6 +108,7 @@ run_stage() {
         coverage) coverage ;;
         valgrind) scripts/setup.sh valgrind && scripts/valgrind.sh ;;
         cppcheck) checked_by_cppcheck ;;
+        iwyu) scripts/setup.sh iwyu && scripts/iwyu.sh ;;
         threads) threads ;;
         tidy) tidy ;;
         tidy-tool) tidy_tool ;;
