@@ -20,7 +20,7 @@ if [ "${1:-run}" = docs ]; then
     packages=(cmake ninja-build doxygen graphviz)
 fi
 case ${1:-run} in
-    package) packages+=(git debhelper dpkg-dev fakeroot lintian) ;;
+    package) packages+=(git build-essential debhelper dpkg-dev fakeroot lintian) ;;
     abi) packages+=(abigail-tools clang-14 xz-utils) ;;
     checks) packages+=(git cppcheck) ;;
     iwyu) packages+=(clang-14 git iwyu) ;;
