@@ -83,7 +83,7 @@ class SmallDisk {
 public:
     explicit SmallDisk(const std::string& directory)
         : directory_(directory),
-          isMounted_(unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+          isMounted_(unshare(CLONE_NEWNS) == 0 && mount(nullptr, "/", "none", MS_REC | MS_PRIVATE, nullptr) == 0 &&
                      mount("tmpfs", directory.c_str(), "tmpfs", 0, "size=16k") == 0) {}
     ~SmallDisk() {
         if (isMounted_) {
