@@ -94,8 +94,10 @@ TEST(VdictlWatch, TellsOfObjectsAsJson) {
     EXPECT_EQ(created["kind"], "object-created");
     EXPECT_EQ(created["object"], raw::systemName("door"));
     ASSERT_EQ(chmod(("/dev/shm" + raw::systemName("door")).c_str(), 0644), 0);
-    const std::string changed = lineWith(watch, "object-changed");
-    EXPECT_THAT(json::parse(changed)["detail"].get<std::string>(), HasSubstr("mode 0644"));
+    // It may have been seen without its byte before.
+    const json changed = json::parse(lineWith(watch, "mode 0644"));
+    EXPECT_EQ(changed["kind"], "object-changed");
+    EXPECT_THAT(changed["detail"].get<std::string>(), HasSubstr("mode 0644"));
     shm_unlink(raw::systemName("door").c_str());
     EXPECT_THAT(lineWith(watch, "object-removed"), HasSubstr(raw::systemName("door")));
 }
